@@ -1,0 +1,92 @@
+#pragma once
+
+#include "QuendalFoundation/Runtime/Clock.h"
+
+#include <asio/any_io_executor.hpp>
+#include <asio/awaitable.hpp>
+#include <asio/co_spawn.hpp>
+#include <asio/use_awaitable.hpp>
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <type_traits>
+
+namespace asio {
+class thread_pool;
+}
+
+namespace quendal {
+
+using Executor = asio::any_io_executor;
+
+// The process's executors and clock. The main executor is the main actor: the GUI thread's
+// event loop in the application, an io_context run by one thread in the daemon and in tests.
+class Runtime {
+public:
+    static Runtime& shared();
+
+    Runtime();
+    ~Runtime();
+    Runtime(const Runtime&) = delete;
+    Runtime& operator=(const Runtime&) = delete;
+
+    // Throws std::logic_error until a main executor was set.
+    Executor mainExecutor() const;
+    // `thread` is the thread that runs the executor; isMainThread() compares against it.
+    void setMainExecutor(Executor executor, std::thread::id thread = std::this_thread::get_id());
+    void resetMainExecutor();
+    bool isMainThread() const;
+
+    // A pool of worker threads, created on first use.
+    Executor backgroundExecutor();
+
+    Clock& clock() const;
+    std::shared_ptr<Clock> clockPointer() const;
+    void setClock(std::shared_ptr<Clock> clock);
+
+private:
+    mutable std::mutex mutex_;
+    std::optional<Executor> main_;
+    std::thread::id mainThread_;
+    std::unique_ptr<asio::thread_pool> pool_;
+    std::shared_ptr<Clock> clock_;
+};
+
+// Runs `work` on `executor` and resumes the caller on its own executor with the result.
+// Cancellation of the caller reaches `work`.
+template <class T>
+asio::awaitable<T> runOn(Executor executor, asio::awaitable<T> work)
+{
+    co_return co_await asio::co_spawn(executor, std::move(work), asio::use_awaitable);
+}
+
+inline asio::awaitable<void> runOn(Executor executor, asio::awaitable<void> work)
+{
+    co_await asio::co_spawn(executor, std::move(work), asio::use_awaitable);
+}
+
+// Runs a blocking function on the background pool without blocking the caller's executor.
+template <class F>
+auto inBackground(F function) -> asio::awaitable<std::invoke_result_t<F&>>
+{
+    using R = std::invoke_result_t<F&>;
+    auto pool = Runtime::shared().backgroundExecutor();
+    co_return co_await asio::co_spawn(
+        pool, [f = std::move(function)]() mutable -> asio::awaitable<R> { co_return f(); },
+        asio::use_awaitable);
+}
+
+// Runs a function on the main actor and returns its result.
+template <class F>
+auto onMain(F function) -> asio::awaitable<std::invoke_result_t<F&>>
+{
+    using R = std::invoke_result_t<F&>;
+    co_return co_await asio::co_spawn(
+        Runtime::shared().mainExecutor(),
+        [f = std::move(function)]() mutable -> asio::awaitable<R> { co_return f(); },
+        asio::use_awaitable);
+}
+
+} // namespace quendal
