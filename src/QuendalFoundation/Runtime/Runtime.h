@@ -56,15 +56,18 @@ private:
 
 // Runs `work` on `executor` and resumes the caller on its own executor with the result.
 // Cancellation of the caller reaches `work`.
+// Temporaries inside a co_await expression are named throughout: g++ 12 can destroy them twice.
 template <class T>
 asio::awaitable<T> runOn(Executor executor, asio::awaitable<T> work)
 {
-    co_return co_await asio::co_spawn(executor, std::move(work), asio::use_awaitable);
+    auto hop = asio::co_spawn(executor, std::move(work), asio::use_awaitable);
+    co_return co_await std::move(hop);
 }
 
 inline asio::awaitable<void> runOn(Executor executor, asio::awaitable<void> work)
 {
-    co_await asio::co_spawn(executor, std::move(work), asio::use_awaitable);
+    auto hop = asio::co_spawn(executor, std::move(work), asio::use_awaitable);
+    co_await std::move(hop);
 }
 
 // Runs a blocking function on the background pool without blocking the caller's executor.
@@ -73,9 +76,9 @@ auto inBackground(F function) -> asio::awaitable<std::invoke_result_t<F&>>
 {
     using R = std::invoke_result_t<F&>;
     auto pool = Runtime::shared().backgroundExecutor();
-    co_return co_await asio::co_spawn(
-        pool, [f = std::move(function)]() mutable -> asio::awaitable<R> { co_return f(); },
-        asio::use_awaitable);
+    auto body = [f = std::move(function)]() mutable -> asio::awaitable<R> { co_return f(); };
+    auto hop = asio::co_spawn(pool, std::move(body), asio::use_awaitable);
+    co_return co_await std::move(hop);
 }
 
 // Runs a function on the main actor and returns its result.
@@ -83,10 +86,9 @@ template <class F>
 auto onMain(F function) -> asio::awaitable<std::invoke_result_t<F&>>
 {
     using R = std::invoke_result_t<F&>;
-    co_return co_await asio::co_spawn(
-        Runtime::shared().mainExecutor(),
-        [f = std::move(function)]() mutable -> asio::awaitable<R> { co_return f(); },
-        asio::use_awaitable);
+    auto body = [f = std::move(function)]() mutable -> asio::awaitable<R> { co_return f(); };
+    auto hop = asio::co_spawn(Runtime::shared().mainExecutor(), std::move(body), asio::use_awaitable);
+    co_return co_await std::move(hop);
 }
 
 } // namespace quendal

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "TarnelXPC/ServiceEndpoint.h"
+
+#include <functional>
+#include <string>
+#include <sys/types.h>
+
+namespace tarnel::xpc {
+
+// The kernel's record of who is on the other end of a socket, taken at connect time.
+struct PeerCredentials {
+    pid_t pid = 0;
+    uid_t uid = static_cast<uid_t>(-1);
+    gid_t gid = static_cast<gid_t>(-1);
+    // For logs only: a pid can be reused, so the path is never trusted.
+    std::string executable;
+
+    // Throws std::system_error when the descriptor is no connected Unix socket.
+    static PeerCredentials of(int socketDescriptor);
+    std::string describe() const;
+};
+
+// What a client demands of the server it talks to.
+class ServerRequirement {
+public:
+    static ServerRequirement anyServer();
+    static ServerRequirement runningAs(uid_t uid);
+    // An installed build wants root behind the system endpoint and itself behind a session
+    // endpoint; a development build accepts every server.
+    static ServerRequirement defaultFor(const ServiceEndpoint& endpoint);
+    static bool isInstalledBuild();
+
+    bool isSatisfiedBy(const PeerCredentials& peer) const { return check_(peer); }
+    const std::string& description() const { return description_; }
+
+private:
+    ServerRequirement(std::function<bool(const PeerCredentials&)> check, std::string description)
+        : check_(std::move(check)), description_(std::move(description))
+    {
+    }
+    std::function<bool(const PeerCredentials&)> check_;
+    std::string description_;
+};
+
+} // namespace tarnel::xpc
