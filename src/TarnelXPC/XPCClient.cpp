@@ -30,11 +30,12 @@ namespace {
 std::optional<Value::Bytes> clientBookmark()
 {
     // The client's own executable stands for the bundle the daemon may want to look at.
-    std::error_code ec;
-    auto path = std::filesystem::read_symlink("/proc/self/exe", ec).string();
-    if (ec || path.empty())
-        return std::nullopt;
-    return Value::Bytes(path.begin(), path.end());
+    static const std::optional<Value::Bytes> bookmark = [] {
+        std::error_code ec;
+        auto path = std::filesystem::read_symlink("/proc/self/exe", ec).string();
+        return ec || path.empty() ? std::nullopt : std::optional<Value::Bytes>(Value::Bytes(path.begin(), path.end()));
+    }();
+    return bookmark;
 }
 
 std::string encodeRequest(const RequestEnvelope& request)
