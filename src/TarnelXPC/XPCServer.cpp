@@ -121,9 +121,12 @@ void XPCServer::stop(bool announceTermination)
     std::filesystem::remove(endpoint_.socketPath, ignored);
     auto connections = *connections_;
     for (auto& [id, connection] : connections) {
-        if (announceTermination)
+        if (announceTermination) {
             connection->send(terminationImminentMessage());
-        connection->close("the server stopped");
+            connection->closeAfterFlush("the server stopped");
+        } else {
+            connection->close("the server stopped");
+        }
     }
 }
 

@@ -58,6 +58,16 @@ void FramedConnection::close(std::string reason)
                    [self = shared_from_this(), r = std::move(reason)]() mutable { self->shutdown(std::move(r), false); });
 }
 
+void FramedConnection::closeAfterFlush(std::string reason)
+{
+    asio::dispatch(socket_.get_executor(), [self = shared_from_this(), r = std::move(reason)]() mutable {
+        if (self->writing_.empty() && self->output_.empty())
+            self->shutdown(std::move(r), false);
+        else
+            self->closeWhenFlushed_ = std::move(r);
+    });
+}
+
 void FramedConnection::readMore()
 {
     if (closed_)
@@ -117,8 +127,13 @@ void FramedConnection::consumeFrames()
 
 void FramedConnection::writeNext()
 {
-    if (closed_ || output_.empty())
+    if (closed_)
         return;
+    if (output_.empty()) {
+        if (closeWhenFlushed_)
+            shutdown(*closeWhenFlushed_, false);
+        return;
+    }
     writing_.assign(std::make_move_iterator(output_.begin()), std::make_move_iterator(output_.end()));
     output_.clear();
     std::vector<asio::const_buffer> buffers;

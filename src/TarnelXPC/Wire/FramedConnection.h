@@ -35,6 +35,8 @@ public:
     // Thread-safe; `frame` is a whole frame from encodeFrame().
     void sendFrame(std::string frame);
     void close(std::string reason);
+    // Closes once everything queued so far has been written.
+    void closeAfterFlush(std::string reason);
 
     const std::optional<PeerCredentials>& peer() const { return peer_; }
     asio::any_io_executor executor() { return socket_.get_executor(); }
@@ -55,6 +57,7 @@ private:
     std::deque<std::string> output_;
     std::vector<std::string> writing_;
     bool closed_ = false;
+    std::optional<std::string> closeWhenFlushed_;
 };
 
 } // namespace tarnel::xpc

@@ -1,0 +1,80 @@
+#include "Daemon.h"
+
+#include "PidFileLock.h"
+
+#include "TarnelXPC/Routes.h"
+#include "TarnelXPC/TypedServer.h"
+
+#include <fmt/format.h>
+
+#include <unistd.h>
+
+namespace tarnel::daemon {
+
+namespace {
+
+xpc::ServiceEndpoint endpointFor(const DaemonOptions& options, const std::string& name)
+{
+    if (options.socketDirectory)
+        return xpc::ServiceEndpoint::at(name, *options.socketDirectory / (name + ".sock"));
+    return options.session ? xpc::ServiceEndpoint::session(name) : xpc::ServiceEndpoint::system(name);
+}
+
+} // namespace
+
+std::string Daemon::serviceName(bool debug) { return debug ? "org.quendal.Tarnel.Daemon-debug" : "org.quendal.Tarnel.Daemon"; }
+
+std::string Daemon::pingReply() { return fmt::format("v{}", xpc::daemonAPIVersion); }
+
+Daemon::Daemon(DaemonOptions options, quendal::Executor executor, Logger log)
+    : options_(std::move(options)), executor_(std::move(executor)), log_(std::move(log)),
+      privilegedEndpoint_(endpointFor(options_, serviceName(options_.debug))),
+      statisticsEndpoint_(endpointFor(options_, serviceName(options_.debug) + ".stats"))
+{
+}
+
+Daemon::~Daemon() { stop(); }
+
+void Daemon::start()
+{
+    if (options_.session || options_.socketDirectory)
+        lock_ = std::make_unique<PidFileLock>(privilegedEndpoint_.socketPath.parent_path() / "tarneld.pid");
+
+    xpc::XPCServer::Options serverOptions;
+    serverOptions.log = log_;
+    if (options_.session || ::getuid() != 0) {
+        // A daemon running as a user serves that user alone.
+        const auto self = ::getuid();
+        serverOptions.admit = [self](const xpc::PeerCredentials& peer) { return peer.uid == self; };
+        serverOptions.socketMode = 0600;
+    } else {
+        // Anyone may ask; each privileged route checks what the caller may do.
+        serverOptions.socketMode = 0666;
+    }
+
+    privileged_ = std::make_unique<xpc::XPCServer>(privilegedEndpoint_, executor_, serverOptions);
+    statistics_ = std::make_unique<xpc::XPCServer>(statisticsEndpoint_, executor_, serverOptions);
+    registerCommonRoutes(*privileged_);
+    registerCommonRoutes(*statistics_);
+    privileged_->start();
+    statistics_->start();
+    if (log_)
+        log_(fmt::format("tarneld serving {} and {} ({} mode)", privilegedEndpoint_.socketPath.string(),
+                         statisticsEndpoint_.socketPath.string(), options_.session ? "session" : "system"));
+}
+
+void Daemon::stop()
+{
+    if (privileged_)
+        privileged_->stop(true);
+    if (statistics_)
+        statistics_->stop(true);
+}
+
+void Daemon::registerCommonRoutes(xpc::XPCServer& server)
+{
+    xpc::registerHandler(server, xpc::Routes::ping,
+                         [](std::string, xpc::RequestContext) -> asio::awaitable<std::string> { co_return pingReply(); });
+}
+
+} // namespace tarnel::daemon

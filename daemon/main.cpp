@@ -1,0 +1,52 @@
+#include "Daemon.h"
+#include "DaemonOptions.h"
+
+#include "QuendalFoundation/Runtime/Runtime.h"
+
+#include <asio/io_context.hpp>
+#include <asio/signal_set.hpp>
+
+#include <fmt/format.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+int main(int argc, char** argv)
+{
+    using namespace tarnel::daemon;
+    DaemonOptions options;
+    try {
+        options = DaemonOptions::parse(std::vector<std::string>(argv + 1, argv + argc));
+    } catch (const std::exception& e) {
+        fmt::print(stderr, "tarneld: {}\n{}", e.what(), DaemonOptions::usage());
+        return 2;
+    }
+    // A client that vanishes mid-write must not kill the daemon.
+    std::signal(SIGPIPE, SIG_IGN);
+
+    asio::io_context context(1);
+    quendal::Runtime::shared().setMainExecutor(context.get_executor());
+    auto log = [](const std::string& line) { fmt::print(stderr, "tarneld: {}\n", line); };
+
+    Daemon daemon(options, context.get_executor(), log);
+    try {
+        daemon.start();
+    } catch (const std::exception& e) {
+        fmt::print(stderr, "tarneld: cannot start: {}\n", e.what());
+        return 1;
+    }
+
+    asio::signal_set signals(context, SIGTERM, SIGINT, SIGHUP);
+    signals.async_wait([&](std::error_code ec, int signal) {
+        if (ec)
+            return;
+        log(fmt::format("stopping on signal {}", signal));
+        daemon.stop();
+        // Let the termination notices go out, then leave.
+        asio::post(context, [&] { context.stop(); });
+    });
+    context.run();
+    quendal::Runtime::shared().resetMainExecutor();
+    return 0;
+}
