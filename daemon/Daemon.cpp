@@ -1,6 +1,7 @@
 #include "Daemon.h"
 
 #include "PidFileLock.h"
+#include "Privileged/PrivilegedService.h"
 
 #include "TarnelXPC/Routes.h"
 #include "TarnelXPC/TypedServer.h"
@@ -56,6 +57,16 @@ void Daemon::start()
     statistics_ = std::make_unique<xpc::XPCServer>(statisticsEndpoint_, executor_, serverOptions);
     registerCommonRoutes(*privileged_);
     registerCommonRoutes(*statistics_);
+
+    PrivilegedService::Dependencies privileged;
+    privileged.authority = std::make_shared<PolkitAuthority>();
+    privileged.systemd = std::make_shared<SystemdControl>();
+    privileged.log = log_;
+    privileged.systemRoot = options_.systemRoot;
+    privileged.sessionSocketDirectory = privilegedEndpoint_.socketPath.parent_path();
+    privilegedService_ = std::make_unique<PrivilegedService>(std::move(privileged));
+    privilegedService_->registerRoutes(*privileged_);
+
     privileged_->start();
     statistics_->start();
     if (log_)

@@ -14,6 +14,7 @@
 namespace tarnel::daemon {
 
 class PidFileLock;
+class PrivilegedService;
 
 // tarneld's two endpoints and the services behind them. Everything runs on one executor.
 class Daemon {
@@ -47,6 +48,7 @@ private:
     std::unique_ptr<PidFileLock> lock_;
     std::unique_ptr<xpc::XPCServer> privileged_;
     std::unique_ptr<xpc::XPCServer> statistics_;
+    std::unique_ptr<PrivilegedService> privilegedService_;
 };
 
 } // namespace tarnel::daemon

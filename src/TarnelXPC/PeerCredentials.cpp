@@ -20,6 +20,18 @@ PeerCredentials PeerCredentials::of(int socketDescriptor)
     peer.pid = credentials.pid;
     peer.uid = credentials.uid;
     peer.gid = credentials.gid;
+#ifdef SO_PEERGROUPS
+    std::vector<gid_t> groups(64);
+    socklen_t groupsLength = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
+    int result = ::getsockopt(socketDescriptor, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &groupsLength);
+    if (result != 0 && errno == ERANGE) {
+        groups.resize(groupsLength / sizeof(gid_t) + 1);
+        groupsLength = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
+        result = ::getsockopt(socketDescriptor, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &groupsLength);
+    }
+    groups.resize(result == 0 ? groupsLength / sizeof(gid_t) : 0);
+    peer.groups = std::move(groups);
+#endif
     std::error_code ignored;
     peer.executable = std::filesystem::read_symlink(fmt::format("/proc/{}/exe", peer.pid), ignored).string();
     return peer;

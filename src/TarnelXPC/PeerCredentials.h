@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 #include <sys/types.h>
 
 namespace tarnel::xpc {
@@ -13,6 +14,8 @@ struct PeerCredentials {
     pid_t pid = 0;
     uid_t uid = static_cast<uid_t>(-1);
     gid_t gid = static_cast<gid_t>(-1);
+    // Supplementary groups at connect time (SO_PEERGROUPS); empty where the kernel has none.
+    std::vector<gid_t> groups;
     // For logs only: a pid can be reused, so the path is never trusted.
     std::string executable;
 

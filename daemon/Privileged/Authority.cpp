@@ -1,0 +1,75 @@
+#include "Privileged/Authority.h"
+
+#include <fmt/format.h>
+
+#include <cstdint>
+#include <fstream>
+#include <optional>
+#include <sstream>
+
+#if __has_include(<systemd/sd-bus.h>)
+#include <systemd/sd-bus.h>
+#define TARNEL_HAS_SD_BUS 1
+#endif
+
+namespace tarnel::daemon {
+
+namespace {
+
+// Field 22 of /proc/<pid>/stat, which polkit uses with the pid to tell processes apart.
+std::optional<unsigned long long> processStartTime(pid_t pid)
+{
+    std::ifstream in(fmt::format("/proc/{}/stat", pid));
+    std::string line;
+    if (!std::getline(in, line))
+        return std::nullopt;
+    auto close = line.rfind(')');
+    if (close == std::string::npos)
+        return std::nullopt;
+    std::istringstream fields(line.substr(close + 2));
+    std::string field;
+    for (int i = 3; i <= 22 && fields >> field; ++i) {
+        if (i == 22)
+            return std::stoull(field);
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+bool PolkitAuthority::isAuthorized(const xpc::PeerCredentials& caller, const std::string& action)
+{
+#ifdef TARNEL_HAS_SD_BUS
+    auto start = processStartTime(caller.pid);
+    if (!start)
+        return false;
+    sd_bus* bus = nullptr;
+    if (sd_bus_open_system(&bus) < 0)
+        return false;
+    sd_bus_message* reply = nullptr;
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    // (sa{sv}) subject, s action, a{ss} details, u flags (1: allow interaction), s cancellation id
+    int r = sd_bus_call_method(bus, "org.freedesktop.PolicyKit1", "/org/freedesktop/PolicyKit1/Authority",
+                               "org.freedesktop.PolicyKit1.Authority", "CheckAuthorization", &error, &reply,
+                               "(sa{sv})sa{ss}us", "unix-process", 3, "pid", "u", static_cast<std::uint32_t>(caller.pid),
+                               "start-time", "t", static_cast<std::uint64_t>(*start), "uid", "i",
+                               static_cast<std::int32_t>(caller.uid), action.c_str(), 0, 1u, "");
+    bool authorized = false;
+    if (r >= 0) {
+        int isAuthorized = 0, isChallenge = 0;
+        if (sd_bus_message_enter_container(reply, 'r', "bba{ss}") >= 0 &&
+            sd_bus_message_read(reply, "bb", &isAuthorized, &isChallenge) >= 0)
+            authorized = isAuthorized != 0;
+    }
+    sd_bus_message_unref(reply);
+    sd_bus_error_free(&error);
+    sd_bus_unref(bus);
+    return authorized;
+#else
+    (void)caller;
+    (void)action;
+    return false;
+#endif
+}
+
+} // namespace tarnel::daemon
