@@ -45,19 +45,25 @@ asio::awaitable<void> pingLoop(std::shared_ptr<XPCClient> client, Clock::time_po
 
 Result run(const ServiceEndpoint& endpoint, int clients, double seconds)
 {
+    asio::io_context callers(1);
     std::vector<std::vector<double>> perClient(clients);
     std::vector<std::future<void>> done;
     const auto start = Clock::now();
     const auto end = start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
     std::vector<std::shared_ptr<XPCClient>> all;
     for (int i = 0; i < clients; ++i) {
-        auto client = XPCClient::create(endpoint, ServerRequirement::anyServer());
+        auto client = XPCClient::create(endpoint, ServerRequirement::anyServer(), callers.get_executor());
         all.push_back(client);
-        done.push_back(asio::co_spawn(quendal::Runtime::shared().backgroundExecutor(),
-                                      pingLoop(client, end, perClient[i]), asio::use_future));
+        // The callers run where the application's would: on one thread of their own.
+        done.push_back(asio::co_spawn(callers.get_executor(), pingLoop(client, end, perClient[i]), asio::use_future));
     }
+    auto guard = asio::make_work_guard(callers);
+    std::thread callerThread([&] { callers.run(); });
     for (auto& d : done)
         d.get();
+    guard.reset();
+    callers.stop();
+    callerThread.join();
     Result result;
     result.seconds = std::chrono::duration<double>(Clock::now() - start).count();
     for (auto& l : perClient)

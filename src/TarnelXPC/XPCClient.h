@@ -4,6 +4,7 @@
 #include "TarnelXPC/Envelope.h"
 #include "TarnelXPC/PeerCredentials.h"
 #include "TarnelXPC/ServiceEndpoint.h"
+#include "TarnelXPC/TransportContext.h"
 #include "TarnelXPC/XPCRoute.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
@@ -34,7 +35,7 @@ public:
     using Logger = std::function<void(const std::string&)>;
 
     static std::shared_ptr<XPCClient> create(ServiceEndpoint endpoint, ServerRequirement requirement,
-                                             quendal::Executor transport = quendal::Runtime::shared().backgroundExecutor());
+                                             quendal::Executor transport = TransportContext::shared().executor());
     ~XPCClient();
 
     // Sends a request and waits for its answer: the reply's payload, or nullopt for an empty
