@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
+#include <sys/socket.h>
 #include <unistd.h>
 
 using namespace tarnel::xpc;
@@ -73,6 +74,47 @@ Result run(const ServiceEndpoint& endpoint, int clients, double seconds)
     return result;
 }
 
+// The peer: a blocking socketpair ping-pong between two threads with no framing at all, the
+// floor that this machine's thread wake-ups allow.
+Result rawPingPong(double seconds)
+{
+    int pair[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, pair) != 0)
+        std::abort();
+    std::thread echo([&] {
+        char buffer[256];
+        for (;;) {
+            auto n = ::read(pair[1], buffer, sizeof buffer);
+            if (n <= 0 || ::write(pair[1], buffer, static_cast<std::size_t>(n)) != n)
+                break;
+        }
+    });
+    Result result;
+    char message[120] = {};
+    const auto start = Clock::now();
+    const auto end = start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+    while (Clock::now() < end) {
+        auto begin = Clock::now();
+        if (::write(pair[0], message, sizeof message) != sizeof message)
+            break;
+        std::size_t got = 0;
+        while (got < sizeof message) {
+            auto n = ::read(pair[0], message + got, sizeof message - got);
+            if (n <= 0)
+                std::abort();
+            got += static_cast<std::size_t>(n);
+        }
+        result.latenciesMicroseconds.push_back(std::chrono::duration<double, std::micro>(Clock::now() - begin).count());
+    }
+    result.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    ::close(pair[0]);
+    echo.join();
+    ::close(pair[1]);
+    result.roundTrips = result.latenciesMicroseconds.size();
+    std::sort(result.latenciesMicroseconds.begin(), result.latenciesMicroseconds.end());
+    return result;
+}
+
 double percentile(const std::vector<double>& sorted, double p)
 {
     if (sorted.empty())
@@ -95,13 +137,15 @@ int main(int argc, char** argv)
     auto guard = asio::make_work_guard(serverContext);
     std::thread serverThread([&] { serverContext.run(); });
 
-    fmt::print("{:<22} {:>12} {:>10} {:>10} {:>10}\n", "clients", "round trips/s", "p50 µs", "p99 µs", "max µs");
-    for (int clients : {1, 16}) {
-        auto r = run(endpoint, clients, seconds);
-        fmt::print("{:<22} {:>12.0f} {:>10.1f} {:>10.1f} {:>10.1f}\n", clients, static_cast<double>(r.roundTrips) / r.seconds,
+    auto print = [](const char* name, const Result& r) {
+        fmt::print("{:<34} {:>12.0f} {:>10.1f} {:>10.1f} {:>10.1f}\n", name, static_cast<double>(r.roundTrips) / r.seconds,
                    percentile(r.latenciesMicroseconds, 0.5), percentile(r.latenciesMicroseconds, 0.99),
                    r.latenciesMicroseconds.empty() ? 0.0 : r.latenciesMicroseconds.back());
-    }
+    };
+    fmt::print("{:<34} {:>12} {:>10} {:>10} {:>10}\n", "", "round trips/s", "p50 µs", "p99 µs", "max µs");
+    print("peer: raw socketpair, 1 client", rawPingPong(seconds));
+    print("tarnel ping, 1 client", run(endpoint, 1, seconds));
+    print("tarnel ping, 16 clients", run(endpoint, 16, seconds));
 
     asio::post(serverContext, [&] { server.stop(false); });
     guard.reset();
