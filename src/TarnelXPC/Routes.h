@@ -1,6 +1,11 @@
 #pragma once
 
+#include "TarnelFoundation/Catalog/DisplayCatalog.h"
+#include "TarnelFoundation/Catalog/HardwareCatalog.h"
+#include "TarnelFoundation/Catalog/SystemInventory.h"
+#include "TarnelFoundation/Statistics/StatsSnapshots.h"
 #include "TarnelXPC/PrivilegedRequests.h"
+#include "TarnelXPC/RecordWireCodec.h"
 #include "TarnelXPC/TypedRoute.h"
 
 #include <string>
@@ -19,6 +24,12 @@ struct Routes {
     static const XPCRouteWithoutMessageWithReply<bool> getTrimStatus;
     static const XPCRouteWithMessageWithoutReply<LaunchItemMutationRequest> setLaunchItemEnabled;
     static const XPCRouteWithoutMessageWithoutReply<> uninstallLegacyFiles;
+    static const XPCRouteWithMessageWithSequentialReply<StatsSubscriptionRequest, StatsUpdateBatch> statsSubscribe;
+    static const XPCRouteWithMessageWithoutReply<StatsSubscriptionRequest> statsUpdateSubscription;
+    static const XPCRouteWithMessageWithoutReply<StatsSubscriptionKey> statsUnsubscribe;
+    static const XPCRouteWithoutMessageWithReply<HardwareCatalogSnapshot> hardwareCatalog;
+    static const XPCRouteWithoutMessageWithReply<SystemInventorySnapshot> systemInventory;
+    static const XPCRouteWithoutMessageWithReply<DisplayCatalogSnapshot> displayCatalog;
 };
 
 } // namespace tarnel::xpc

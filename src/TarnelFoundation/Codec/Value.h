@@ -57,6 +57,7 @@ public:
 
     // Dictionary access; nullptr when this is no dictionary or the key is absent.
     const Value* find(std::string_view key) const;
+    Value* find(std::string_view key) { return const_cast<Value*>(std::as_const(*this).find(key)); }
     // Appends or replaces an entry; turns a null value into a dictionary first.
     Value& set(std::string key, Value value);
 
