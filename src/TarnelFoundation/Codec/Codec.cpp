@@ -135,9 +135,13 @@ std::string Decoder::path() const
 {
     std::string out;
     for (const auto& segment : path_) {
-        if (!out.empty() && segment.front() != '[')
+        if (!segment.key) {
+            out += "[" + std::to_string(segment.index) + "]";
+            continue;
+        }
+        if (!out.empty())
             out += '.';
-        out += segment;
+        out += segment.key;
     }
     return out;
 }

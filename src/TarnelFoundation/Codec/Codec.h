@@ -35,18 +35,25 @@ public:
 
     bool isJson() const { return format_ == Format::json; }
     [[noreturn]] void fail(const std::string& what) const;
-    void push(std::string segment) { path_.push_back(std::move(segment)); }
+    // Segments are kept unformatted: the path is only spelled out when decoding fails.
+    void push(const char* key) { path_.push_back({key, 0}); }
+    void push(std::size_t index) { path_.push_back({nullptr, index}); }
     void pop() { path_.pop_back(); }
     std::string path() const;
 
 private:
+    struct Segment {
+        const char* key;
+        std::size_t index;
+    };
     Format format_;
-    std::vector<std::string> path_;
+    std::vector<Segment> path_;
 };
 
 class PathScope {
 public:
-    PathScope(Decoder& d, std::string segment) : d_(d) { d_.push(std::move(segment)); }
+    PathScope(Decoder& d, const char* key) : d_(d) { d_.push(key); }
+    PathScope(Decoder& d, std::size_t index) : d_(d) { d_.push(index); }
     ~PathScope() { d_.pop(); }
     PathScope(const PathScope&) = delete;
     PathScope& operator=(const PathScope&) = delete;
@@ -226,7 +233,7 @@ struct Coder<std::vector<T>> {
         std::vector<T> items;
         items.reserve(array.size());
         for (std::size_t i = 0; i < array.size(); ++i) {
-            PathScope scope(d, "[" + std::to_string(i) + "]");
+            PathScope scope(d, i);
             items.push_back(Coder<T>::decode(array[i], d));
         }
         return items;
@@ -247,7 +254,7 @@ struct Coder<std::set<T, Compare>> {
         const auto& array = decodeArray(v, d);
         std::set<T, Compare> items;
         for (std::size_t i = 0; i < array.size(); ++i) {
-            PathScope scope(d, "[" + std::to_string(i) + "]");
+            PathScope scope(d, i);
             items.insert(Coder<T>::decode(array[i], d));
         }
         return items;

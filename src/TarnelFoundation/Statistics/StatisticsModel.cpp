@@ -65,7 +65,7 @@ void tarnelDecode(const Value& value, codec::Decoder& decoder, WidgetStatisticsS
         decoder.fail("the array does not alternate statistics and index arrays");
     set.entries.clear();
     for (std::size_t i = 0; i < array.size(); i += 2) {
-        codec::PathScope item(decoder, "[" + std::to_string(i) + "]");
+        codec::PathScope item(decoder, i);
         auto statistic = codec::decode<WidgetStatistic>(array[i], decoder);
         set.entries[statistic] = codec::decode<std::set<std::int64_t>>(array[i + 1], decoder);
     }

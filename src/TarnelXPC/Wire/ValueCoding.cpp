@@ -54,6 +54,14 @@ void appendBlob(std::string& out, std::uint8_t tag, const void* data, std::size_
 bool isValidUtf8(std::string_view s)
 {
     std::size_t i = 0;
+    // Most text is ASCII: skip it eight bytes at a time.
+    while (i + 8 <= s.size()) {
+        std::uint64_t chunk;
+        std::memcpy(&chunk, s.data() + i, 8);
+        if (chunk & 0x8080808080808080ULL)
+            break;
+        i += 8;
+    }
     while (i < s.size()) {
         auto c = static_cast<unsigned char>(s[i]);
         if (c < 0x80) {
@@ -134,11 +142,19 @@ public:
             auto n = count(start);
             Value::Dictionary entries;
             entries.reserve(n);
-            std::unordered_set<std::string_view> keys;
+            // Records have a few dozen keys at most: a linear check beats hashing them.
+            std::unordered_set<std::string_view> manyKeys;
             for (std::uint32_t i = 0; i < n; ++i) {
                 auto keyStart = offset_;
                 auto key = string(keyStart);
-                if (!keys.insert(data_.substr(keyStart + 4, key.size())).second)
+                bool duplicate = false;
+                if (n <= 32) {
+                    for (const auto& entry : entries)
+                        duplicate = duplicate || entry.first == key;
+                } else {
+                    duplicate = !manyKeys.insert(data_.substr(keyStart + 4, key.size())).second;
+                }
+                if (duplicate)
                     fail(keyStart, fmt::format("duplicate key \"{}\"", key));
                 entries.emplace_back(std::move(key), value(depth + 1));
             }
