@@ -164,3 +164,14 @@ TEST(RouteTable, DefaultGatewaysByMetric)
     EXPECT_EQ(parsed[0].gateway, "10.0.0.1");
     EXPECT_TRUE(RouteTableReader(fixtureMachine("no-such-machine")).defaultRoutes().empty());
 }
+
+TEST(NetworkInterfaces, RecordedBuildMachine)
+{
+    auto interfaces = NetworkInterfaceReader(fixtureMachine("build-vm")).read();
+    ASSERT_EQ(interfaces.size(), 4u);
+    EXPECT_EQ(interfaces[0].name, "eth0");
+    EXPECT_EQ(interfaces[0].kind, InterfaceKind::ethernet);
+    EXPECT_EQ(interfaces[1].kind, InterfaceKind::other); // ifb0 has no device behind it
+    EXPECT_EQ(RouteTableReader::gatewayOf(RouteTableReader(fixtureMachine("build-vm")).defaultRoutes(), "eth0"), "192.0.2.1");
+    EXPECT_TRUE(PowerSupplyReader(fixtureMachine("build-vm")).read().batteries.empty());
+}

@@ -139,3 +139,17 @@ TEST(DiskStats, ReadsDrivesOnlyAndTurnsDeltasIntoRates)
     EXPECT_FALSE(rates[0].writeRetries);
     EXPECT_TRUE(diskRatesBetween(earlier, later, 0).empty());
 }
+
+TEST(StorageVolumes, RecordedBuildMachine)
+{
+    auto statistics = std::make_shared<FakeFileSystemStatistics>();
+    statistics->figuresByMountPoint = {{"/", {1000, 400, 300}}, {"/dev/shm", {10, 10, 10}}};
+    auto volumes = StorageVolumeReader(fixtureMachine("build-vm"), statistics).read();
+    ASSERT_EQ(volumes.size(), 1u); // everything else is tmpfs, cgroup and other pseudo file systems
+    EXPECT_EQ(volumes[0].source, "/dev/vda");
+    EXPECT_EQ(volumes[0].device->disks, std::vector<std::string>{"vda"});
+    EXPECT_EQ(volumes[0].device->driveKind, DriveKind::rotational); // virtio reports a spinning disk
+    auto drives = DiskStatsReader(fixtureMachine("build-vm")).readDrives();
+    ASSERT_EQ(drives.size(), 1u); // loops and zram are virtual
+    EXPECT_EQ(drives[0].name, "vda");
+}
