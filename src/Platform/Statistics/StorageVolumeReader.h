@@ -22,7 +22,8 @@ struct StorageVolume {
 // images (squashfs: snaps and AppImages), overlays and network shares (whose statvfs can hang the
 // sampler on a lost server) are left out. Of several mounts of one device (bind mounts, btrfs
 // subvolumes) the one with the shortest mount point stands for it. A file system that cannot be
-// asked for its figures is left out rather than shown empty.
+// asked for its figures is left out rather than shown empty. Figures are asked by the mount point as
+// this process sees it; the root only moves the /proc and /sys files.
 class StorageVolumeReader {
 public:
     StorageVolumeReader(SystemRoot root, std::shared_ptr<const FileSystemStatistics> statistics);
