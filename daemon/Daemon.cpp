@@ -2,7 +2,9 @@
 
 #include "PidFileLock.h"
 #include "Privileged/PrivilegedService.h"
+#include "Statistics/StatsService.h"
 
+#include "TarnelFoundation/Identity/MonitorAppIdentity.h"
 #include "TarnelXPC/Routes.h"
 #include "TarnelXPC/TypedServer.h"
 
@@ -23,7 +25,7 @@ xpc::ServiceEndpoint endpointFor(const DaemonOptions& options, const std::string
 
 } // namespace
 
-std::string Daemon::serviceName(bool debug) { return debug ? "org.quendal.Tarnel.Daemon-debug" : "org.quendal.Tarnel.Daemon"; }
+std::string Daemon::serviceName(bool debug) { return MonitorAppIdentity::daemon(debug); }
 
 std::string Daemon::pingReply() { return fmt::format("v{}", xpc::daemonAPIVersion); }
 
@@ -53,8 +55,15 @@ void Daemon::start()
         serverOptions.socketMode = 0666;
     }
 
+    if (options_.baseInterval)
+        UpdateFrequencyClock::setBaseInterval(*options_.baseInterval);
+    statsService_ = std::make_unique<StatsService>(executor_, platform::SystemRoot(options_.systemRoot), log_);
     privileged_ = std::make_unique<xpc::XPCServer>(privilegedEndpoint_, executor_, serverOptions);
-    statistics_ = std::make_unique<xpc::XPCServer>(statisticsEndpoint_, executor_, serverOptions);
+    auto statisticsOptions = serverOptions;
+    // A client that vanishes costs nothing but its subscriptions.
+    statisticsOptions.connectionClosed = [this](std::uint64_t id) { statsService_->connectionClosed(id); };
+    statistics_ = std::make_unique<xpc::XPCServer>(statisticsEndpoint_, executor_, statisticsOptions);
+    statsService_->registerRoutes(*statistics_);
     registerCommonRoutes(*privileged_);
     registerCommonRoutes(*statistics_);
 

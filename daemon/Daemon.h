@@ -15,6 +15,7 @@ namespace tarnel::daemon {
 
 class PidFileLock;
 class PrivilegedService;
+class StatsService;
 
 // tarneld's two endpoints and the services behind them. Everything runs on one executor.
 class Daemon {
@@ -49,6 +50,7 @@ private:
     std::unique_ptr<xpc::XPCServer> privileged_;
     std::unique_ptr<xpc::XPCServer> statistics_;
     std::unique_ptr<PrivilegedService> privilegedService_;
+    std::unique_ptr<StatsService> statsService_;
 };
 
 } // namespace tarnel::daemon

@@ -1,6 +1,9 @@
 #include "Daemon.h"
 #include "DaemonOptions.h"
 
+#include "TarnelFoundation/Identity/MonitorAppIdentity.h"
+
+#include "QuendalFoundation/Logging/AppLogger.h"
 #include "QuendalFoundation/Runtime/Runtime.h"
 
 #include <asio/io_context.hpp>
@@ -27,13 +30,17 @@ int main(int argc, char** argv)
 
     asio::io_context context(1);
     quendal::Runtime::shared().setMainExecutor(context.get_executor());
-    auto log = [](const std::string& line) { fmt::print(stderr, "tarneld: {}\n", line); };
+    quendal::AppLogger::configure(tarnel::MonitorAppIdentity::daemon(options.debug), std::string("daemon"),
+                                  std::string("tarneld"));
+    // Run by hand or by the session registry, its output is its log too.
+    quendal::AppLogger::setEchoToStandardError(true);
+    auto log = [](const std::string& line) { quendal::AppLogger::info(line, quendal::AppLogger::daemon); };
 
     Daemon daemon(options, context.get_executor(), log);
     try {
         daemon.start();
     } catch (const std::exception& e) {
-        fmt::print(stderr, "tarneld: cannot start: {}\n", e.what());
+        quendal::AppLogger::critical(std::string("cannot start: ") + e.what(), quendal::AppLogger::daemon);
         return 1;
     }
 
