@@ -188,7 +188,11 @@ TEST(Runtime, StreamTerminationRunsExactlyOnce)
         for (int i = 1; i <= 5; ++i)
             EXPECT_TRUE(producer.yield(i));
         auto consume = [&]() -> asio::awaitable<void> {
-            while (auto value = co_await stream.next()) {
+            for (;;) {
+                auto next = stream.next();
+                auto value = co_await std::move(next);
+                if (!value)
+                    break;
                 received.push_back(*value);
                 if (received.size() == 2)
                     break;
@@ -217,8 +221,13 @@ TEST(Runtime, StreamTerminationRunsExactlyOnce)
     finisher.finish();
     auto drain = [&](AsyncStream<int>& s) -> asio::awaitable<std::vector<int>> {
         std::vector<int> all;
-        while (auto v = co_await s.next())
+        for (;;) {
+            auto next = s.next();
+            auto v = co_await std::move(next);
+            if (!v)
+                break;
             all.push_back(*v);
+        }
         co_return all;
     };
     EXPECT_EQ(time.await(drain(finished)), (std::vector<int>{1}));

@@ -119,8 +119,13 @@ protected:
 asio::awaitable<std::vector<std::int64_t>> drain(quendal::AsyncStream<std::int64_t> stream)
 {
     std::vector<std::int64_t> all;
-    while (auto v = co_await stream.next())
+    for (;;) {
+        auto next = stream.next();
+        auto v = co_await std::move(next);
+        if (!v)
+            break;
         all.push_back(*v);
+    }
     co_return all;
 }
 

@@ -12,8 +12,11 @@ asio::awaitable<bool> isTaskCancelled()
 
 asio::awaitable<void> checkCancellation()
 {
-    if (co_await isTaskCancelled())
-        throwCancellation();
+    // Thrown here rather than through the [[noreturn]] helper: g++ 12 turns that call inside a
+    // coroutine into a trap.
+    auto state = co_await asio::this_coro::cancellation_state;
+    if (state.cancelled() != asio::cancellation_type::none)
+        throw asio::system_error(asio::error::operation_aborted);
 }
 
 } // namespace quendal

@@ -1,0 +1,237 @@
+#include "TarnelKit/Stats/StatsClient.h"
+
+#include "TarnelXPC/Routes.h"
+#include "TarnelXPC/TypedServer.h"
+
+#include "QuendalFoundation/Logging/AppLogger.h"
+#include "QuendalFoundation/Logging/LogStore.h"
+#include "QuendalFoundation/Runtime/Task.h"
+#include "TestSupport.h"
+#include "VirtualTime.h"
+
+#include <gtest/gtest.h>
+
+using namespace tarnel;
+using namespace tarnel::xpc;
+using tarnel::testing::TemporaryDirectory;
+using tarnel::testing::VirtualTime;
+
+namespace {
+
+// A statistics endpoint whose behaviour each test sets.
+class FakeStatsDaemon {
+public:
+    enum class Mode { endAtOnce, sendAndHold };
+
+    FakeStatsDaemon(const ServiceEndpoint& endpoint, quendal::Executor executor) : server(endpoint, executor)
+    {
+        registerHandler(server, Routes::statsSubscribe,
+                        [this](StatsSubscriptionRequest r, std::shared_ptr<TypedSequenceSink<StatsUpdateBatch>> sink,
+                               RequestContext) -> asio::awaitable<void> {
+                            subscribes.push_back(r.subscriptionID);
+                            StatsUpdateBatch batch;
+                            batch.subscriptionID = r.subscriptionID;
+                            if (mode == Mode::endAtOnce) {
+                                sink->finish();
+                            } else {
+                                sink->send(batch);
+                                sinks.push_back(sink);
+                            }
+                            co_return;
+                        });
+        registerHandler(server, Routes::statsUpdateSubscription,
+                        [this](StatsSubscriptionRequest, RequestContext) -> asio::awaitable<void> {
+                            ++renewals;
+                            co_return;
+                        });
+        registerHandler(server, Routes::statsUnsubscribe, [this](StatsSubscriptionKey, RequestContext) -> asio::awaitable<void> {
+            ++unsubscribes;
+            co_return;
+        });
+        server.start();
+    }
+
+    XPCServer server;
+    Mode mode = Mode::endAtOnce;
+    std::vector<StatsSubscriptionID> subscribes;
+    std::vector<std::shared_ptr<TypedSequenceSink<StatsUpdateBatch>>> sinks;
+    int renewals = 0;
+    int unsubscribes = 0;
+};
+
+struct FakeManager : DaemonReadiness {
+    int readinessWaits = 0, recoveries = 0;
+    bool recovering = false;
+    asio::awaitable<void> waitForClientReadiness() override
+    {
+        ++readinessWaits;
+        // Like the real manager, readiness polls while a recovery runs.
+        if (recovering)
+            co_await quendal::Runtime::shared().clock().sleep(0.1);
+    }
+    asio::awaitable<void> recoverAfterClientSecurityFailure() override
+    {
+        ++recoveries;
+        co_return;
+    }
+    bool isRecovering() const override { return recovering; }
+};
+
+class StatsClientTest : public ::testing::Test {
+protected:
+    StatsClientTest() : endpoint(ServiceEndpoint::at("stats", directory.path() / "stats.sock"))
+    {
+        quendal::AppLogger::setStore(std::make_shared<quendal::JsonLinesLogStore>(directory.path() / "log", "test"));
+        quendal::AppLogger::setEchoToStandardError(std::getenv("TARNEL_TEST_ECHO") != nullptr);
+    }
+    ~StatsClientTest() override { quendal::AppLogger::setStore(nullptr); }
+
+    std::shared_ptr<StatsClient> makeClient(std::shared_ptr<DaemonReadiness> manager = nullptr, bool mainApplication = false)
+    {
+        StatsClient::Environment environment;
+        auto ep = endpoint;
+        auto executor = time.executor();
+        environment.makeTransport = [ep, executor, this] {
+            ++transports;
+            return XPCClient::create(ep, ServerRequirement::anyServer(), executor);
+        };
+        if (manager)
+            environment.manager = [manager] { return manager; };
+        environment.isMainApplication = mainApplication;
+        environment.executor = time.executor();
+        environment.clock = time.clockPointer();
+        return std::make_shared<StatsClient>("stats", std::move(environment));
+    }
+
+    std::vector<double> backoffs()
+    {
+        std::vector<double> out;
+        for (double s : time.clock().requestedSleepSeconds())
+            if (s != 20.0)
+                out.push_back(s);
+        return out;
+    }
+
+    VirtualTime time;
+    TemporaryDirectory directory;
+    ServiceEndpoint endpoint;
+    int transports = 0;
+};
+
+asio::awaitable<void> consume(quendal::AsyncStream<StatsUpdateBatch>& stream, int& received)
+{
+    for (;;) {
+        auto receiving = stream.next();
+        auto batch = co_await std::move(receiving);
+        if (!batch)
+            break;
+        ++received;
+    }
+}
+
+} // namespace
+
+TEST_F(StatsClientTest, EndedStreamsBackOffAndAWakeResetsTheCount)
+{
+    FakeStatsDaemon daemon(endpoint, time.executor());
+    auto client = makeClient();
+    auto stream = client->updates({WidgetStatistic::cpuUsage}, StatisticUpdateFrequency::fast);
+    int received = 0;
+    auto consumer = quendal::spawn(time.executor(), consume(stream, received));
+
+    time.runFor(8.0);
+    auto waits = backoffs();
+    ASSERT_GE(waits.size(), 6u);
+    EXPECT_EQ(std::vector<double>(waits.begin(), waits.begin() + 6), (std::vector<double>{0.25, 0.5, 1, 2, 4, 4}));
+    const auto id = daemon.subscribes.front();
+    for (const auto& s : daemon.subscribes)
+        EXPECT_EQ(s, id) << "every attempt uses the same subscription";
+
+    // A wake makes the waiting attempt reconnect after 0.25 s, and the count starts over.
+    daemon.mode = FakeStatsDaemon::Mode::sendAndHold;
+    time.runFor(5.0);
+    const auto before = daemon.subscribes.size();
+    time.clock().clearRequestedSleeps();
+    client->handleSystemWake();
+    time.runFor(0.3);
+    EXPECT_EQ(backoffs(), std::vector<double>{0.25});
+    EXPECT_EQ(daemon.subscribes.size(), before + 1);
+    EXPECT_GE(received, 1);
+
+    // Renewals every 20 seconds while an attempt lasts.
+    const int renewals = daemon.renewals;
+    time.runFor(41);
+    EXPECT_EQ(daemon.renewals - renewals, 2);
+
+    // Stopping the consumer ends the stream and unsubscribes.
+    consumer.cancel();
+    time.runFor(1);
+    EXPECT_TRUE(consumer.isFinished());
+    EXPECT_EQ(daemon.unsubscribes, 1);
+    EXPECT_EQ(client->recoverySignal().waiterCount(), 0u);
+}
+
+TEST_F(StatsClientTest, SnapshotRequestsRetryEightTimesButNotForRecovery)
+{
+    // No daemon at all: eight sends, seven waits, then the transport's error.
+    auto client = makeClient();
+    try {
+        time.await(client->hardwareCatalog());
+        ADD_FAILURE() << "nothing answers";
+    } catch (const XPCError& e) {
+        EXPECT_EQ(e.kind(), XPCError::Kind::connectionInvalid);
+    }
+    EXPECT_EQ(time.clock().requestedSleepSeconds(), (std::vector<double>{0.25, 0.5, 1, 2, 4, 4, 4}));
+    EXPECT_EQ(transports, 1 + 8) << "each transport failure resets the transport";
+
+    // While the manager recovers, transport failures wait for readiness without counting.
+    auto manager = std::make_shared<FakeManager>();
+    manager->recovering = true;
+    auto managed = makeClient(manager);
+    time.clock().clearRequestedSleeps();
+    auto request = quendal::spawn(time.executor(), [](std::shared_ptr<StatsClient> c) -> asio::awaitable<void> {
+        try {
+            co_await c->systemInventory();
+        } catch (...) {
+        }
+    }(managed));
+    time.runFor(30);
+    EXPECT_FALSE(request.isFinished()) << "failures during a recovery do not count towards giving up";
+    EXPECT_GT(manager->readinessWaits, 100);
+    for (double s : time.clock().requestedSleepSeconds())
+        EXPECT_EQ(s, 0.1) << "no backoff while the manager recovers";
+    request.cancel();
+    time.runFor(1);
+    EXPECT_TRUE(request.isFinished());
+}
+
+TEST_F(StatsClientTest, ReadinessAndManagedFailures)
+{
+    // The main application without a manager polls 50 times at 0.1 s before trying.
+    auto lonely = makeClient(nullptr, true);
+    time.await([](std::shared_ptr<StatsClient> c) -> asio::awaitable<void> {
+        try {
+            co_await c->hardwareCatalog();
+        } catch (...) {
+        }
+    }(lonely));
+    auto sleeps = time.clock().requestedSleepSeconds();
+    EXPECT_EQ(std::count(sleeps.begin(), sleeps.begin() + 50, 0.1), 50);
+
+    auto manager = std::make_shared<FakeManager>();
+    auto managed = makeClient(manager);
+    EXPECT_TRUE(time.await(managed->handleManagedDaemonFailure(std::make_exception_ptr(XPCError::insecure()))));
+    EXPECT_EQ(manager->recoveries, 1);
+    EXPECT_FALSE(time.await(managed->handleManagedDaemonFailure(std::make_exception_ptr(XPCError::connectionInterrupted()))));
+    manager->recovering = true;
+    EXPECT_TRUE(time.await(managed->handleManagedDaemonFailure(std::make_exception_ptr(XPCError::connectionInterrupted()))));
+    EXPECT_FALSE(time.await(managed->handleManagedDaemonFailure(std::make_exception_ptr(XPCError::routeMismatch({"x"}, "y")))));
+    auto monitor = makeClient();
+    EXPECT_FALSE(time.await(monitor->handleManagedDaemonFailure(std::make_exception_ptr(XPCError::insecure()))))
+        << "without a manager nothing is handled";
+
+    EXPECT_EQ(StatsClient::backoffDelay(1), 0.25);
+    EXPECT_EQ(StatsClient::backoffDelay(4), 2);
+    EXPECT_EQ(StatsClient::backoffDelay(40), 4);
+    EXPECT_FALSE(time.await(monitor->isCompatible()));
+}
