@@ -2,14 +2,22 @@
 #include "QuendalFoundation/Logging/LogArchive.h"
 #include "QuendalFoundation/Logging/LogPredicate.h"
 #include "QuendalFoundation/Logging/LogStore.h"
+#include "QuendalFoundation/Logging/ReverseLineReader.h"
 
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <zip.h>
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <chrono>
+#include <fstream>
 #include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
 
 using namespace quendal;
 using tarnel::testing::TemporaryDirectory;
@@ -60,7 +68,37 @@ TEST_F(Logging, LinesPrefixesAndErrorTexts)
     EXPECT_EQ(AppLogger::functionName("void tarnel::DaemonManager::start(int, bool)"), "start()");
     EXPECT_EQ(AppLogger::functionName("int main()"), "main()");
     EXPECT_EQ(AppLogger::errorText(std::runtime_error("disk full")), "std::runtime_error: disk full – disk full");
-    EXPECT_EQ(AppLogger::errorText(std::exception()), "std::exception: std::exception");
+    EXPECT_EQ(AppLogger::errorText(Unnamed()),
+              "(anonymous namespace)::Unnamed: The operation could not be completed. ((anonymous namespace)::Unnamed)")
+        << "a bare type name is not repeated";
+    EXPECT_EQ(AppLogger::errorText(std::system_error(ENOENT, std::generic_category(), "open")),
+              "std::system_error: open: No such file or directory – No such file or directory");
+}
+
+TEST_F(Logging, LinesCarryTheCallSite)
+{
+    AppLogger::configure(std::nullopt, "app", std::nullopt);
+    const unsigned line = __LINE__ + 1;
+    AppLogger::warning("disk is slow", AppLogger::lifecycle);
+    AppLogger::info("no location");
+    AppLogger::registerEmoji("🧪");
+    AppLogger::info("registered here");
+    AppLogger::error(std::runtime_error("boom"));
+
+    auto lines = AppLogger::collectLogs("eventType == logEvent", 1, std::nullopt);
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_TRUE(lines[0].ends_with(fmt::format("<Warning> (org.quendal.Tarnel) [app] [app][flow:lifecycle] ⚠️ [LoggingTests.cpp:{}] TestBody() disk is slow", line)))
+        << lines[0];
+    EXPECT_TRUE(lines[1].ends_with("<Info> (org.quendal.Tarnel) [app] [app] no location")) << lines[1];
+    EXPECT_NE(lines[2].find("🧪 [LoggingTests.cpp:"), std::string::npos) << "the calling file's emoji: " << lines[2];
+    EXPECT_TRUE(lines[3].ends_with("<Error> (org.quendal.Tarnel) [app] [app] 🧪 [LoggingTests.cpp:" +
+                                   std::to_string(line + 4) + "] TestBody() std::runtime_error: boom – boom"))
+        << lines[3];
+
+    AppLogger::setMinimumLevel(LogLevel::notice);
+    AppLogger::info("filtered out");
+    AppLogger::setMinimumLevel(LogLevel::debug);
+    EXPECT_EQ(AppLogger::collectLogs("eventType == logEvent", 1, std::nullopt).size(), 4u);
 }
 
 TEST_F(Logging, PredicatesAreBuiltEscapedAndEvaluated)
@@ -109,12 +147,67 @@ TEST_F(Logging, CollectReadsBackTheNewestLinesOfTheWantedSources)
     auto daemonOnly = AppLogger::collectLogs(AppLogger::predicate({{std::nullopt, std::string("tarneld")}}), 48, std::nullopt);
     EXPECT_EQ(daemonOnly.size(), 2u);
 
-    // The store is capped: past its size it rotates and keeps one older file.
-    JsonLinesLogStore small(directory.path() / "small", "tiny", 2000);
+    // A malformed line loses nothing else.
+    {
+        std::ofstream(store->file(), std::ios::app) << "{not json\n\n";
+    }
+    EXPECT_EQ(AppLogger::collectLogs("eventType == logEvent", 24, std::nullopt).size(), 22u);
+}
+
+TEST_F(Logging, TheStoreIsCappedAndTheNewestLinesSpanItsFiles)
+{
+    // Past its size a file rotates to one backup; the backup is replaced, never added to.
+    JsonLinesLogStore small(directory.path() / "small", "tiny", 4000);
+    const double start = now() - 100;
     for (int i = 0; i < 100; ++i)
-        small.write({now(), LogLevel::info, "s", "c", "tiny", 1, std::string(40, 'x')});
-    EXPECT_LE(std::filesystem::file_size(small.file()), 2000u);
-    EXPECT_TRUE(std::filesystem::exists(small.file().string() + ".1"));
+        small.write({start + i, LogLevel::info, "s", "c", "tiny", 1, fmt::format("line {:03d} {}", i, std::string(40, 'x'))});
+    EXPECT_LE(std::filesystem::file_size(small.file()), 4000u);
+    const auto backup = small.file().string() + ".1";
+    EXPECT_LE(std::filesystem::file_size(backup), 4000u);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(small.file().parent_path()), {}), 2);
+
+    // The newest lines come from the live file and then the backup, oldest first.
+    const auto inLive = std::count(std::istreambuf_iterator<char>(*std::make_unique<std::ifstream>(small.file())), {}, '\n');
+    auto lines = small.read(LogPredicate::parse("subsystem == \"s\""), 1, static_cast<std::size_t>(inLive + 2));
+    ASSERT_EQ(lines.size(), static_cast<std::size_t>(inLive + 2));
+    EXPECT_NE(lines.front().find(fmt::format("line {:03d}", 100 - inLive - 2)), std::string::npos) << lines.front();
+    EXPECT_NE(lines.back().find("line 099"), std::string::npos) << lines.back();
+    // The hours window cuts by time, not by count: only the last 30 seconds' lines.
+    EXPECT_EQ(small.read(LogPredicate::parse("eventType == logEvent"), 30.0 / 3600, std::nullopt).size(), 29u);
+    EXPECT_TRUE(small.read(LogPredicate::parse("subsystem == \"other\""), 1, 5).empty());
+}
+
+TEST(ReverseLineReader, ReadsLinesBackwardsAcrossBlocks)
+{
+    TemporaryDirectory directory;
+    const auto file = directory.path() / "lines";
+    tarnel::testing::writeFile(file, "first\n\nsecond line\nthird, a longer line than one block\nlast");
+    ReverseLineReader reader(file, 4);
+    std::vector<std::string> lines;
+    while (auto line = reader.previous())
+        lines.push_back(*line);
+    EXPECT_EQ(lines, (std::vector<std::string>{"last", "third, a longer line than one block", "second line", "first"}));
+    ReverseLineReader missing(directory.path() / "missing");
+    EXPECT_FALSE(missing.previous());
+}
+
+TEST(JournalLogStore, ALineWrittenIsReadBack)
+{
+    if (!JournalLogStore::isAvailable())
+        GTEST_SKIP() << "no journald socket on this machine; the file store stands in for it";
+    JournalLogStore journal;
+    const auto marker = fmt::format("journal check {}", ::getpid());
+    journal.write({now(), LogLevel::notice, "org.quendal.Tarnel.Test", "main", "tarnel-test", ::getpid(), marker});
+    // journald takes the datagram asynchronously; give it a moment to be indexed.
+    std::vector<std::string> lines;
+    for (int attempt = 0; attempt < 50 && lines.empty(); ++attempt) {
+        lines = journal.read(LogPredicate::parse(R"(subsystem == "org.quendal.Tarnel.Test")"), 1, 5);
+        if (lines.empty())
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    ASSERT_FALSE(lines.empty());
+    EXPECT_NE(lines.back().find(marker), std::string::npos) << lines.back();
+    EXPECT_NE(lines.back().find("<Notice> (org.quendal.Tarnel.Test) [main]"), std::string::npos) << lines.back();
 }
 
 TEST_F(Logging, ReportAProblemPacksTheLogWithItsFolder)

@@ -9,16 +9,26 @@
 
 namespace quendal {
 
-std::string_view rawValue(TemperatureUnitFormat format)
-{
-    static constexpr std::array<std::string_view, 4> raw{"system", "celsius", "fahrenheit", "kelvin"};
-    return raw[static_cast<std::size_t>(format)];
-}
+namespace {
+struct UnitTexts {
+    std::string_view raw, titleKey, title;
+};
+constexpr std::array<UnitTexts, 4> texts{{
+    {"system", "settings_temperature_system", "System"},
+    {"celsius", "settings_temperature_celsius", "Celsius"},
+    {"fahrenheit", "settings_temperature_fahrenheit", "Fahrenheit"},
+    {"kelvin", "settings_temperature_kelvin", "Kelvin"},
+}};
+const UnitTexts& textsOf(TemperatureUnitFormat format) { return texts[static_cast<std::size_t>(format)]; }
+} // namespace
+
+std::string_view rawValue(TemperatureUnitFormat format) { return textsOf(format).raw; }
+std::string_view titleKey(TemperatureUnitFormat format) { return textsOf(format).titleKey; }
+std::string_view defaultTitle(TemperatureUnitFormat format) { return textsOf(format).title; }
 
 TemperatureUnitFormat temperatureUnitFormat(std::string_view raw)
 {
-    for (auto f : {TemperatureUnitFormat::system, TemperatureUnitFormat::celsius, TemperatureUnitFormat::fahrenheit,
-                   TemperatureUnitFormat::kelvin})
+    for (auto f : allTemperatureUnitFormats)
         if (rawValue(f) == raw)
             return f;
     return TemperatureUnitFormat::system;

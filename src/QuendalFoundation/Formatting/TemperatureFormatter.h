@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -8,7 +9,13 @@ namespace quendal {
 
 enum class TemperatureUnitFormat { system, celsius, fahrenheit, kelvin };
 
+inline constexpr std::array allTemperatureUnitFormats{TemperatureUnitFormat::system, TemperatureUnitFormat::celsius,
+                                                      TemperatureUnitFormat::fahrenheit, TemperatureUnitFormat::kelvin};
+
 std::string_view rawValue(TemperatureUnitFormat format);
+// The localisation key of the unit's title and its English default.
+std::string_view titleKey(TemperatureUnitFormat format);
+std::string_view defaultTitle(TemperatureUnitFormat format);
 // Unknown text reads as `system`.
 TemperatureUnitFormat temperatureUnitFormat(std::string_view raw);
 

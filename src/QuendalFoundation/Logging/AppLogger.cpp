@@ -13,6 +13,7 @@
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <system_error>
 #include <typeinfo>
 #include <unistd.h>
 
@@ -199,13 +200,17 @@ void AppLogger::error(const std::exception& failure, const char* l, Where w) { l
 
 std::string AppLogger::errorText(const std::exception& failure)
 {
-    // T: the dynamic type; D: what the error prints; the platform description stands in for
-    // both the localised and the object description.
+    // T: the dynamic type; D: what the error prints; L: its description for people; N: the
+    // description of the error as a system error.
     const auto type = demangled(typeid(failure).name());
-    const std::string description = failure.what();
-    if (description == type || description.empty() || description == "std::exception")
-        return fmt::format("{}: {}", type, description.empty() ? type : description);
-    return fmt::format("{}: {} – {}", type, description, description);
+    const std::string printed = failure.what();
+    const auto* systemError = dynamic_cast<const std::system_error*>(&failure);
+    if (printed.empty() || printed == type || printed == "std::exception") {
+        const auto described = systemError ? systemError->code().message()
+                                           : fmt::format("The operation could not be completed. ({})", type);
+        return fmt::format("{}: {}", type, described);
+    }
+    return fmt::format("{}: {} – {}", type, printed, systemError ? systemError->code().message() : printed);
 }
 
 std::string AppLogger::predicate(const std::vector<LogSource>& sources)

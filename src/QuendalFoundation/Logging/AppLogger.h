@@ -39,7 +39,8 @@ public:
     static void configure(std::optional<std::string> subsystem, std::optional<std::string> category = std::nullopt,
                           std::optional<std::string> role = std::nullopt);
     static Configuration configuration();
-    static void registerEmoji(std::string emoji, std::string file);
+    // The emoji of every line logged from `file`, by default the calling file.
+    static void registerEmoji(std::string emoji, std::string file = Where::current().file_name());
     // Where lines go; by default journald where it runs, else the JSON-lines store.
     static void setStore(std::shared_ptr<LogStore> store);
     static std::shared_ptr<LogStore> store();

@@ -1,18 +1,28 @@
 #include "QuendalFoundation/Logging/LogStore.h"
 
+#include <charconv>
 #include <chrono>
 #include <deque>
 #include <filesystem>
+#include <memory>
 #include <string_view>
+#include <system_error>
 
-#if __has_include(<systemd/sd-journal.h>)
+#ifdef TARNEL_HAS_JOURNAL
 #include <systemd/sd-journal.h>
-#define TARNEL_HAS_JOURNAL 1
 #endif
 
 namespace quendal {
 
+#ifdef TARNEL_HAS_JOURNAL
 namespace {
+int number(const std::string& text)
+{
+    int value = -1;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return value;
+}
+
 constexpr int syslogPriority(LogLevel level)
 {
     switch (level) {
@@ -32,6 +42,7 @@ constexpr int syslogPriority(LogLevel level)
     return 6;
 }
 } // namespace
+#endif
 
 bool JournalLogStore::isAvailable()
 {
@@ -47,7 +58,8 @@ void JournalLogStore::write(const LogRecord& record)
 {
 #ifdef TARNEL_HAS_JOURNAL
     sd_journal_send("MESSAGE=%s", record.text.c_str(), "PRIORITY=%d", syslogPriority(record.level),
-                    "SYSLOG_IDENTIFIER=%s", record.process.c_str(), "TARNEL_SUBSYSTEM=%s", record.subsystem.c_str(),
+                    "SYSLOG_IDENTIFIER=%s", record.process.c_str(), "TARNEL_PROCESS=%s", record.process.c_str(),
+                    "TARNEL_SUBSYSTEM=%s", record.subsystem.c_str(),
                     "TARNEL_CATEGORY=%s", record.category.c_str(), "TARNEL_LEVEL=%s", levelName(record.level), nullptr);
 #else
     (void)record;
@@ -60,8 +72,9 @@ std::vector<std::string> JournalLogStore::read(const LogPredicate& predicate, do
     std::deque<std::string> lines;
 #ifdef TARNEL_HAS_JOURNAL
     sd_journal* journal = nullptr;
-    if (sd_journal_open(&journal, SD_JOURNAL_LOCAL_ONLY) < 0)
-        return {};
+    if (int error = sd_journal_open(&journal, SD_JOURNAL_LOCAL_ONLY); error < 0)
+        throw std::system_error(-error, std::generic_category(), "opening the journal");
+    std::unique_ptr<sd_journal, decltype(&sd_journal_close)> closer(journal, &sd_journal_close);
     auto field = [&](const char* name) -> std::string {
         const void* data = nullptr;
         size_t length = 0;
@@ -86,13 +99,12 @@ std::vector<std::string> JournalLogStore::read(const LogPredicate& predicate, do
             continue; // not one of ours
         r.unixTime = static_cast<double>(usec) / 1e6;
         r.category = field("TARNEL_CATEGORY");
-        r.process = field("SYSLOG_IDENTIFIER");
+        r.process = field("TARNEL_PROCESS");
         r.text = field("MESSAGE");
-        auto pid = field("_PID");
-        r.pid = pid.empty() ? 0 : static_cast<pid_t>(std::stol(pid));
-        auto level = field("PRIORITY");
+        r.pid = static_cast<pid_t>(number(field("_PID")));
+        const int priority = number(field("PRIORITY"));
         for (int l = 0; l <= 5; ++l)
-            if (!level.empty() && std::stoi(level) == syslogPriority(static_cast<LogLevel>(l)))
+            if (priority == syslogPriority(static_cast<LogLevel>(l)))
                 r.level = static_cast<LogLevel>(l);
         if (!predicate.matches(r))
             continue;
@@ -100,7 +112,6 @@ std::vector<std::string> JournalLogStore::read(const LogPredicate& predicate, do
         if (maxEntries && lines.size() >= *maxEntries)
             break;
     }
-    sd_journal_close(journal);
 #else
     (void)predicate;
     (void)hours;

@@ -1,12 +1,13 @@
 #include "QuendalFoundation/Logging/LogStore.h"
+#include "QuendalFoundation/Logging/ReverseLineReader.h"
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <deque>
+#include <map>
 #include <fcntl.h>
-#include <fstream>
 #include <unistd.h>
 
 namespace quendal {
@@ -80,36 +81,39 @@ std::vector<std::string> JsonLinesLogStore::read(const LogPredicate& predicate, 
                                                  std::optional<std::size_t> maxEntries)
 {
     const double cutoff = nowUnix() - hours * 3600.0;
-    std::vector<LogRecord> matched;
-    std::deque<LogRecord> newest; // bounded by maxEntries
+    // Each process appends to its own file, so a file and then its backup run newest-first
+    // when read backwards; the newest lines overall are among the newest of each file.
+    std::map<std::string, std::vector<std::filesystem::path>> sequences;
     std::error_code ec;
-    std::vector<std::filesystem::path> files;
     for (const auto& entry : std::filesystem::directory_iterator(directory_, ec)) {
         const auto name = entry.path().filename().string();
-        if (name.ends_with(".jsonl") || name.ends_with(".jsonl.1"))
-            files.push_back(entry.path());
+        if (name.ends_with(".jsonl"))
+            sequences[name].insert(sequences[name].begin(), entry.path());
+        else if (name.ends_with(".jsonl.1"))
+            sequences[name.substr(0, name.size() - 2)].push_back(entry.path());
     }
-    for (const auto& path : files) {
-        std::ifstream in(path);
-        std::string line;
-        while (std::getline(in, line)) {
-            auto record = parseRecord(line);
-            if (!record || record->unixTime < cutoff || !predicate.matches(*record))
-                continue;
-            if (maxEntries) {
-                newest.push_back(std::move(*record));
-                // Keep a little slack so lines of several files can be merged by time.
-                if (newest.size() > *maxEntries * 2) {
-                    std::sort(newest.begin(), newest.end(), [](const auto& a, const auto& b) { return a.unixTime < b.unixTime; });
-                    newest.erase(newest.begin(), newest.begin() + static_cast<std::ptrdiff_t>(newest.size() - *maxEntries));
-                }
-            } else {
+    std::vector<LogRecord> matched;
+    for (const auto& [name, files] : sequences) {
+        std::size_t taken = 0;
+        bool done = false;
+        for (const auto& path : files) {
+            ReverseLineReader reader(path);
+            while (!done) {
+                auto line = reader.previous();
+                if (!line)
+                    break;
+                // Files are capped, so reading past the window costs little, and a clock set
+                // back does not hide the lines behind it.
+                auto record = parseRecord(*line);
+                if (!record || record->unixTime < cutoff || !predicate.matches(*record))
+                    continue;
                 matched.push_back(std::move(*record));
+                done = maxEntries && ++taken >= *maxEntries;
             }
+            if (done)
+                break;
         }
     }
-    if (maxEntries)
-        matched.assign(std::make_move_iterator(newest.begin()), std::make_move_iterator(newest.end()));
     std::stable_sort(matched.begin(), matched.end(), [](const auto& a, const auto& b) { return a.unixTime < b.unixTime; });
     if (maxEntries && matched.size() > *maxEntries)
         matched.erase(matched.begin(), matched.begin() + static_cast<std::ptrdiff_t>(matched.size() - *maxEntries));

@@ -43,7 +43,7 @@ private:
     std::mutex mutex_;
 };
 
-// journald through sd-journal, with the fields TARNEL_SUBSYSTEM, TARNEL_CATEGORY and
+// journald through sd-journal, with the fields TARNEL_SUBSYSTEM, TARNEL_CATEGORY, TARNEL_PROCESS and
 // TARNEL_LEVEL beside the standard ones.
 class JournalLogStore final : public LogStore {
 public:
