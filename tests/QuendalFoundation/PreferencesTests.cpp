@@ -2,6 +2,7 @@
 #include "QuendalFoundation/Logging/AppLogger.h"
 #include "QuendalFoundation/Logging/LogStore.h"
 #include "QuendalFoundation/Preferences/Preferences.h"
+#include "QuendalFoundation/Preferences/Theme.h"
 
 #include "TestSupport.h"
 
@@ -47,6 +48,11 @@ TEST(Preferences, AnUnreadableDocumentIsKeptAsideAndDefaultsApply)
     TemporaryDirectory directory;
     AppLogger::setStore(std::make_shared<JsonLinesLogStore>(directory.path() / "log", "test"));
     const auto file = directory.path() / "preferences.json";
+    tarnel::testing::writeFile(file, "[\"an array is no document\"]");
+    {
+        Preferences first(file);
+        EXPECT_TRUE(read(first, PreferenceKeys::showSidebar));
+    }
     tarnel::testing::writeFile(file, "{\"showSidebar\": fal");
     Preferences preferences(file);
     EXPECT_TRUE(read(preferences, PreferenceKeys::showSidebar));
@@ -56,8 +62,65 @@ TEST(Preferences, AnUnreadableDocumentIsKeptAsideAndDefaultsApply)
     for (const auto& entry : std::filesystem::directory_iterator(directory.path()))
         if (entry.path().filename().string().starts_with("preferences.json.unreadable-"))
             ++keptAside;
-    EXPECT_EQ(keptAside, 1);
+    EXPECT_EQ(keptAside, 2) << "each unreadable document is kept";
+    const auto logged = AppLogger::collectLogs("eventType == logEvent", 1, std::nullopt);
+    ASSERT_EQ(logged.size(), 2u);
+    EXPECT_NE(logged[1].find("could not be read"), std::string::npos) << logged[1];
     AppLogger::setStore(nullptr);
+}
+
+TEST(Preferences, ObserversHearOfOwnAndOtherProcessesChanges)
+{
+    TemporaryDirectory directory;
+    const auto file = directory.path() / "preferences.json";
+    Preferences application(file);
+    Preferences monitor(file); // stands for the Monitor app: its own copy of the document
+    std::vector<std::string> heard;
+    auto subscription = application.observe([&](const std::string& key) { heard.push_back(key); });
+
+    write(application, PreferenceKeys::showSidebar, false);
+    EXPECT_EQ(heard, std::vector<std::string>{"showSidebar"});
+    write(application, PreferenceKeys::showSidebar, false);
+    EXPECT_EQ(heard.size(), 1u) << "an unchanged value is not a change";
+
+    write(monitor, PreferenceKeys::temperatureUnitFormat, std::string("kelvin"));
+    monitor.remove("showSidebar");
+    application.refresh();
+    EXPECT_EQ(heard, (std::vector<std::string>{"showSidebar", "showSidebar", "temperatureUnitFormat"}));
+    EXPECT_EQ(read(application, PreferenceKeys::temperatureUnitFormat), "kelvin");
+    EXPECT_TRUE(read(application, PreferenceKeys::showSidebar)) << "a removed key reads as its default again";
+
+    subscription.cancel();
+    write(application, PreferenceKeys::runMonitorAtLogin, false);
+    EXPECT_EQ(heard.size(), 3u);
+
+    // Registered defaults answer every read and are never written.
+    application.registerDefault("benchmarkRuns", std::int64_t{3});
+    EXPECT_EQ(application.integerValue("benchmarkRuns"), 3);
+    EXPECT_EQ(application.jsonValue("benchmarkRuns"), "3");
+    EXPECT_FALSE(application.contains("benchmarkRuns"));
+    EXPECT_EQ(tarnel::testing::readFile(file).find("benchmarkRuns"), std::string::npos);
+}
+
+TEST(Preferences, ThemeAndUnitValues)
+{
+    TemporaryDirectory directory;
+    Preferences preferences(directory.path() / "preferences.json");
+    EXPECT_EQ(storedTheme(preferences), Theme::system) << "a fresh installation follows the system";
+    storeTheme(preferences, Theme::dark);
+    EXPECT_EQ(storedTheme(preferences), Theme::dark);
+    int stores = 0;
+    auto subscription = preferences.observe([&](const std::string&) { ++stores; });
+    preferences.set("settingsTheme", std::string("Dark"));
+    EXPECT_EQ(storedTheme(preferences), Theme::system) << "raw values are exact";
+    preferences.set("settingsTheme", std::int64_t{1});
+    EXPECT_EQ(storedTheme(preferences), Theme::system);
+    EXPECT_EQ(stores, 2);
+    EXPECT_EQ(themeFromRawValue("light"), Theme::light);
+    EXPECT_EQ(titleKey(Theme::light), "settings_theme_light");
+    EXPECT_EQ(defaultTitle(TemperatureUnitFormat::kelvin), "Kelvin");
+    EXPECT_EQ(titleKey(TemperatureUnitFormat::system), "settings_temperature_system");
+    EXPECT_EQ(allTemperatureUnitFormats.back(), TemperatureUnitFormat::kelvin);
 }
 
 TEST(Preferences, TwoProcessesWritingAThousandKeysEachLoseNothing)
