@@ -72,7 +72,8 @@ struct FakeManager : DaemonReadiness {
     asio::awaitable<void> recoverAfterClientSecurityFailure() override
     {
         ++recoveries;
-        co_return;
+        // A reinstall takes a while.
+        co_await quendal::Runtime::shared().clock().sleep(0.1);
     }
     bool isRecovering() const override { return recovering; }
 };
@@ -86,14 +87,15 @@ protected:
     }
     ~StatsClientTest() override { quendal::AppLogger::setStore(nullptr); }
 
-    std::shared_ptr<StatsClient> makeClient(std::shared_ptr<DaemonReadiness> manager = nullptr, bool mainApplication = false)
+    std::shared_ptr<StatsClient> makeClient(std::shared_ptr<DaemonReadiness> manager = nullptr, bool mainApplication = false,
+                                            ServerRequirement requirement = ServerRequirement::anyServer())
     {
         StatsClient::Environment environment;
         auto ep = endpoint;
         auto executor = time.executor();
-        environment.makeTransport = [ep, executor, this] {
+        environment.makeTransport = [ep, executor, requirement, this] {
             ++transports;
-            return XPCClient::create(ep, ServerRequirement::anyServer(), executor);
+            return XPCClient::create(ep, requirement, executor);
         };
         if (manager)
             environment.manager = [manager] { return manager; };
@@ -234,4 +236,63 @@ TEST_F(StatsClientTest, ReadinessAndManagedFailures)
     EXPECT_EQ(StatsClient::backoffDelay(4), 2);
     EXPECT_EQ(StatsClient::backoffDelay(40), 4);
     EXPECT_FALSE(time.await(monitor->isCompatible()));
+}
+
+TEST_F(StatsClientTest, CancellingDuringABackoffFinishesAtOnceAndUndecodableBatchesInterrupt)
+{
+    // A daemon whose batches lack their mandatory keys: each one interrupts the attempt.
+    XPCServer broken(endpoint, time.executor());
+    int subscribes = 0, unsubscribes = 0;
+    broken.registerHandler({Routes::statsSubscribe.route(), nullptr,
+                            [&](std::optional<Value>, std::shared_ptr<SequenceSink> sink, RequestContext) -> asio::awaitable<void> {
+                                ++subscribes;
+                                sink->send(Value(Value::Dictionary{{"values", Value::array()}}));
+                                co_return;
+                            }});
+    registerHandler(broken, Routes::statsUnsubscribe, [&](StatsSubscriptionKey, RequestContext) -> asio::awaitable<void> {
+        ++unsubscribes;
+        co_return;
+    });
+    broken.start();
+    auto client = makeClient();
+    auto stream = client->updates({WidgetStatistic::cpuUsage}, StatisticUpdateFrequency::fast);
+    int received = 0;
+    auto consumer = quendal::spawn(time.executor(), consume(stream, received));
+    time.runFor(1.0);
+    EXPECT_GE(subscribes, 3) << "the stream goes on after each interruption";
+    EXPECT_EQ(received, 0);
+    EXPECT_FALSE(consumer.isFinished()) << "no error reaches the consumer";
+    const auto logged = quendal::AppLogger::collectLogs(R"(eventType == logEvent)", 1, std::nullopt);
+    EXPECT_TRUE(std::any_of(logged.begin(), logged.end(),
+                            [](const auto& l) { return l.find("Stats subscription interrupted:") != std::string::npos; }));
+
+    // Now in a 4-second backoff: cancelling ends the stream without waiting it out.
+    time.runFor(3.9);
+    const double before = time.elapsedSeconds();
+    consumer.cancel();
+    time.poll();
+    EXPECT_TRUE(consumer.isFinished());
+    time.runFor(0.01);
+    EXPECT_EQ(unsubscribes, 1);
+    EXPECT_LT(time.elapsedSeconds() - before, 0.02);
+}
+
+TEST_F(StatsClientTest, InsecureSnapshotFailuresGoToTheManagerAndDoNotCount)
+{
+    FakeStatsDaemon daemon(endpoint, time.executor());
+    registerHandler(daemon.server, Routes::hardwareCatalog,
+                    [](RequestContext) -> asio::awaitable<HardwareCatalogSnapshot> { co_return HardwareCatalogSnapshot{}; });
+    auto manager = std::make_shared<FakeManager>();
+    auto client = makeClient(manager, false, ServerRequirement::runningAs(::getuid() + 1));
+    auto request = quendal::spawn(time.executor(), [](std::shared_ptr<StatsClient> c) -> asio::awaitable<void> {
+        try {
+            co_await c->hardwareCatalog();
+        } catch (...) {
+        }
+    }(client));
+    time.runFor(2.0);
+    EXPECT_GE(manager->recoveries, 12) << "more than eight insecure answers, and it still has not given up";
+    EXPECT_FALSE(request.isFinished());
+    request.cancel();
+    time.poll();
 }
