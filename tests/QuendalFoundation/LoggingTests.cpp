@@ -1,10 +1,15 @@
 #include "QuendalFoundation/Logging/AppLogger.h"
 #include "QuendalFoundation/Logging/LogArchive.h"
+#include "QuendalFoundation/Logging/LogCollection.h"
 #include "QuendalFoundation/Logging/LogPredicate.h"
 #include "QuendalFoundation/Logging/LogStore.h"
 #include "QuendalFoundation/Logging/ReverseLineReader.h"
 
 #include "TestSupport.h"
+
+#include <asio/co_spawn.hpp>
+#include <asio/io_context.hpp>
+#include <asio/use_future.hpp>
 
 #include <gtest/gtest.h>
 #include <zip.h>
@@ -40,6 +45,17 @@ protected:
 struct Unnamed : std::exception {
     const char* what() const noexcept override { return "(anonymous namespace)::Unnamed"; }
 };
+
+// Runs `work` on this thread's own loop until it ends; the loop waits for the background pool's
+// answer because the awaiting coroutine keeps it busy.
+template <class T>
+T runHere(asio::awaitable<T> work)
+{
+    asio::io_context context;
+    auto result = asio::co_spawn(context, std::move(work), asio::use_future);
+    context.run();
+    return result.get();
+}
 
 double now() { return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count(); }
 
@@ -144,6 +160,7 @@ TEST_F(Logging, CollectReadsBackTheNewestLinesOfTheWantedSources)
     auto five = AppLogger::collectLogs(AppLogger::predicate({}), 24, 5);
     ASSERT_EQ(five.size(), 5u);
     EXPECT_NE(five.back().find("daemon line"), std::string::npos) << "newest last";
+    EXPECT_EQ(runHere(collectLogsInBackground(AppLogger::predicate({}), 24, 3)), std::vector<std::string>(five.end() - 3, five.end()));
     auto daemonOnly = AppLogger::collectLogs(AppLogger::predicate({{std::nullopt, std::string("tarneld")}}), 48, std::nullopt);
     EXPECT_EQ(daemonOnly.size(), 2u);
 

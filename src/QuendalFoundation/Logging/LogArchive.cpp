@@ -1,5 +1,7 @@
 #include "QuendalFoundation/Logging/LogArchive.h"
 
+#include "QuendalFoundation/Runtime/Runtime.h"
+
 #include <zip.h>
 
 #include <fmt/format.h>
@@ -105,20 +107,27 @@ void LogArchive::write(const std::filesystem::path& destination) const
         throw LogArchiveError(fmt::format("cannot copy the archive to {}: {}", destination.string(), ec.message()));
 }
 
-void LogArchive::reportAProblem(ReportProblemPresenter& presenter, const std::filesystem::path& desktop) const
+asio::awaitable<void> LogArchive::reportAProblem(ReportProblemPresenter& presenter, std::filesystem::path desktop) const
 {
     if (!presenter.confirmSaveLogs())
-        return;
+        co_return;
     auto destination = presenter.chooseDestination(desktop, "TarnelLogs.zip");
     if (!destination)
-        return;
-    try {
-        write(*destination);
-    } catch (const LogArchiveError& e) {
-        presenter.showError(e.what());
-        return;
-    }
-    presenter.showSaved();
+        co_return;
+    // Named first: g++ 12 destroys a temporary argument of a call inside co_await twice.
+    auto archive = [this, path = *destination]() -> std::optional<std::string> {
+        try {
+            write(path);
+            return std::nullopt;
+        } catch (const LogArchiveError& e) {
+            return std::string(e.what());
+        }
+    };
+    auto failure = co_await inBackground(std::move(archive));
+    if (failure)
+        presenter.showError(*failure);
+    else
+        presenter.showSaved();
 }
 
 } // namespace quendal

@@ -2,6 +2,8 @@
 
 #include "QuendalFoundation/Logging/AppLogger.h"
 
+#include <asio/awaitable.hpp>
+
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -40,8 +42,9 @@ public:
     // LogArchiveError.
     void write(const std::filesystem::path& destination) const;
 
-    // The whole command: the alert, the save panel, the archive, the closing alert.
-    void reportAProblem(ReportProblemPresenter& presenter, const std::filesystem::path& desktop) const;
+    // The whole command, on the main actor: the alert, the save panel, the archive written on
+    // the background pool, the closing alert. The archive and the presenter must outlive it.
+    asio::awaitable<void> reportAProblem(ReportProblemPresenter& presenter, std::filesystem::path desktop) const;
 
 private:
     std::vector<AppLogger::LogSource> sources_;
