@@ -1,5 +1,7 @@
 #include "TarnelXPC/PrivilegedRequests.h"
 
+#include "TarnelFoundation/Codec/Hex.h"
+
 #include <array>
 
 namespace tarnel::xpc {
@@ -22,17 +24,6 @@ bool isUnreserved(unsigned char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
            c == '_' || c == '~' || c == '/';
-}
-
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
 }
 
 } // namespace
@@ -80,7 +71,7 @@ std::optional<std::filesystem::path> pathFromFileURL(std::string_view url)
         }
         if (i + 2 >= rest.size())
             return std::nullopt;
-        int hi = hexValue(rest[i + 1]), lo = hexValue(rest[i + 2]);
+        int hi = hexDigitValue(rest[i + 1]), lo = hexDigitValue(rest[i + 2]);
         if (hi < 0 || lo < 0)
             return std::nullopt;
         path.push_back(static_cast<char>(hi * 16 + lo));

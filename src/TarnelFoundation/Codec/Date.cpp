@@ -1,5 +1,7 @@
 #include "TarnelFoundation/Codec/Date.h"
 
+#include "TarnelFoundation/Codec/Hex.h"
+
 #include <fmt/format.h>
 
 #include <random>
@@ -39,16 +41,7 @@ std::optional<UUID> UUID::parse(std::string_view text)
             ++i;
             continue;
         }
-        auto hex = [](char c) -> int {
-            if (c >= '0' && c <= '9')
-                return c - '0';
-            if (c >= 'a' && c <= 'f')
-                return c - 'a' + 10;
-            if (c >= 'A' && c <= 'F')
-                return c - 'A' + 10;
-            return -1;
-        };
-        int hi = hex(text[i]), lo = hex(text[i + 1]);
+        int hi = hexDigitValue(text[i]), lo = hexDigitValue(text[i + 1]);
         if (hi < 0 || lo < 0)
             return std::nullopt;
         id.bytes[byte++] = static_cast<std::uint8_t>(hi * 16 + lo);
