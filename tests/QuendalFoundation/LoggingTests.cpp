@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <chrono>
 #include <fstream>
+#include <set>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -137,6 +138,16 @@ TEST_F(Logging, PredicatesAreBuiltEscapedAndEvaluated)
     EXPECT_TRUE(LogPredicate::parse(R"(process BEGINSWITH "tarneld" AND (category == "main"))").matches(
         LogRecord{0, LogLevel::info, "", "main", "tarneld2", 0, ""}));
     EXPECT_TRUE(LogPredicate::parse("eventType == logEvent").matches(record));
+    // The start-up predicate of the application: six BEGINSWITH terms.
+    const auto startup = LogPredicate::parse(
+        R"((subsystem BEGINSWITH "org.quendal.Tarnel") OR (subsystem BEGINSWITH "org.quendal.TarnelMonitor") OR )"
+        R"((subsystem BEGINSWITH "org.quendal.Tarnel.Daemon") OR (process BEGINSWITH "Tarnel") OR )"
+        R"((process BEGINSWITH "Tarnel Monitor") OR (process BEGINSWITH "TarnelDaemon"))");
+    EXPECT_TRUE(startup.matches(LogRecord{0, LogLevel::info, "org.quendal.TarnelMonitor.widgets", "", "x", 0, ""}));
+    EXPECT_TRUE(startup.matches(LogRecord{0, LogLevel::info, "com.other", "", "Tarnel Monitor", 0, ""}));
+    EXPECT_FALSE(startup.matches(LogRecord{0, LogLevel::info, "org.quendal.Tarne", "", "tarnel", 0, ""})) << "case and prefix are exact";
+    EXPECT_TRUE(LogPredicate::parse(R"(((process == "a") OR (process == "b")) AND ((category == "c")))")
+                    .matches(LogRecord{0, LogLevel::info, "", "c", "b", 0, ""}));
     for (const auto* bad : {"", "subsystem = \"x\"", "(subsystem == \"x\"", "subsystem == \"x", "process == x", "colour == \"red\""})
         EXPECT_THROW(LogPredicate::parse(bad), PredicateSyntaxError) << bad;
 }
@@ -169,6 +180,32 @@ TEST_F(Logging, CollectReadsBackTheNewestLinesOfTheWantedSources)
         std::ofstream(store->file(), std::ios::app) << "{not json\n\n";
     }
     EXPECT_EQ(AppLogger::collectLogs("eventType == logEvent", 24, std::nullopt).size(), 22u);
+}
+
+TEST_F(Logging, LinesOfManyThreadsStayWholeAndAreAllKept)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([t] {
+            for (int i = 0; i < 250; ++i)
+                AppLogger::notice(fmt::format("thread {} line {} {}", t, i, std::string(static_cast<std::size_t>(i), '.')));
+        });
+    for (auto& thread : threads)
+        thread.join();
+    auto lines = AppLogger::collectLogs("eventType == logEvent", 1, std::nullopt);
+    ASSERT_EQ(lines.size(), 1000u);
+    std::set<std::string> seen;
+    for (const auto& line : lines) {
+        auto at = line.find("thread ");
+        ASSERT_NE(at, std::string::npos) << line;
+        seen.insert(line.substr(at, line.find(' ', line.find("line ", at) + 5) - at));
+    }
+    EXPECT_EQ(seen.size(), 1000u) << "no line lost or merged with another";
+
+    // A store whose folder cannot be made neither throws nor stops the program.
+    JsonLinesLogStore blocked(store->file() / "not-a-folder", "x");
+    EXPECT_NO_THROW(blocked.write({now(), LogLevel::error, "s", "c", "x", 1, "lost"}));
+    EXPECT_TRUE(blocked.read(LogPredicate::parse("eventType == logEvent"), 1, 5).empty());
 }
 
 TEST_F(Logging, TheStoreIsCappedAndTheNewestLinesSpanItsFiles)

@@ -164,6 +164,11 @@ TEST(Preferences, TemperaturesRoundBeforeConverting)
     EXPECT_EQ(F::value(26, TemperatureUnitFormat::kelvin), 299);
     EXPECT_EQ(F::value(25.6, TemperatureUnitFormat::fahrenheit), 79);
     EXPECT_EQ(F::unitText(TemperatureUnitFormat::fahrenheit), "32 °F");
+    EXPECT_EQ(F::unitText(TemperatureUnitFormat::kelvin), "273 K");
+    EXPECT_EQ(F::string(-40.4, TemperatureUnitFormat::fahrenheit), "-40 °F");
+    EXPECT_EQ(F::string(-0.6, TemperatureUnitFormat::celsius), "-1 °C");
+    EXPECT_EQ(F::string(99.5, TemperatureUnitFormat::fahrenheit), "212 °F") << "100 °C after rounding, not 211.1";
+    EXPECT_EQ(F::value(-40.4, TemperatureUnitFormat::celsius), -40);
     EXPECT_EQ(F::systemUnit(std::string("en_US.UTF-8")), TemperatureUnitFormat::fahrenheit);
     EXPECT_EQ(F::systemUnit(std::string("de_DE.UTF-8")), TemperatureUnitFormat::celsius);
     EXPECT_EQ(F::systemUnit(std::string("C.UTF-8")), TemperatureUnitFormat::celsius);
