@@ -24,7 +24,7 @@ mkdir -p /run/systemd/journal /run/log/journal
 "$journald" &
 pid=$!
 trap 'kill $pid 2>/dev/null || true' EXIT
-for _ in $(seq 100); do [ -S /run/systemd/journal/socket ] && break; sleep 0.05; done
+for _ in $(seq 200); do [ -S /run/systemd/journal/socket ] && break; sleep 0.05; done
 [ -S /run/systemd/journal/socket ] || { echo "journald did not start"; exit $skip; }
 "$binary" --gtest_filter='JournalLogStore.*' --gtest_brief=1
 found=$(journalctl --no-pager -o verbose TARNEL_SUBSYSTEM=org.quendal.Tarnel.Test)

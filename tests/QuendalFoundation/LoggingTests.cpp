@@ -256,7 +256,7 @@ TEST(JournalLogStore, ALineLoggedIsReadBack)
     // journald takes the datagram asynchronously; give it a moment to be indexed.
     std::vector<std::string> lines;
     const auto predicate = AppLogger::predicate({{std::string("org.quendal.Tarnel.Test"), std::nullopt}});
-    for (int attempt = 0; attempt < 50 && lines.empty(); ++attempt) {
+    for (int attempt = 0; attempt < 100 && lines.empty(); ++attempt) {
         lines = AppLogger::collectLogs(predicate, 1, 5);
         if (lines.empty())
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
