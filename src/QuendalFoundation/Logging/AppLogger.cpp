@@ -138,34 +138,51 @@ std::string AppLogger::functionName(std::string_view signature)
     return std::string(head) + "()";
 }
 
-std::string AppLogger::lineText(LogLevel level, std::string_view message, const char* label, std::string_view file,
-                                std::string_view function, unsigned line)
+namespace {
+
+// What one line needs of the shared state, copied under the lock in one go.
+struct LineContext {
+    AppLogger::Configuration configuration;
+    std::optional<std::string> registeredEmoji;
+};
+
+LineContext lineContext(std::string_view file)
 {
-    Configuration configuration;
-    std::optional<std::string> registered;
-    {
-        auto& s = state();
-        std::lock_guard lock(s.mutex);
-        configuration = s.configuration;
-        if (auto it = s.emojiByFile.find(std::string(file)); it != s.emojiByFile.end())
-            registered = it->second;
-    }
+    auto& s = state();
+    std::lock_guard lock(s.mutex);
+    LineContext context{s.configuration, std::nullopt};
+    if (auto it = s.emojiByFile.find(std::string(file)); it != s.emojiByFile.end())
+        context.registeredEmoji = it->second;
+    return context;
+}
+
+std::string composeLine(const LineContext& context, LogLevel level, std::string_view message, const char* label,
+                        std::string_view file, std::string_view function, unsigned line)
+{
     std::string prefix;
     auto part = [&](std::string_view p) {
         if (!p.empty())
             prefix += fmt::format("[{}]", p);
     };
-    part(configuration.role.value_or(""));
-    part(configuration.category);
+    part(context.configuration.role.value_or(""));
+    part(context.configuration.category);
     if (label && *label)
         part(std::string("flow:") + label);
     if (!prefix.empty())
         prefix += ' ';
-    const char* emoji = registered ? registered->c_str() : defaultEmoji(level);
+    const char* emoji = context.registeredEmoji ? context.registeredEmoji->c_str() : AppLogger::defaultEmoji(level);
     if (!emoji)
         return prefix + std::string(message);
     const auto fileName = std::filesystem::path(std::string(file)).filename().string();
     return fmt::format("{}{} [{}:{}] {} {}", prefix, emoji, fileName, line, function, message);
+}
+
+} // namespace
+
+std::string AppLogger::lineText(LogLevel level, std::string_view message, const char* label, std::string_view file,
+                                std::string_view function, unsigned line)
+{
+    return composeLine(lineContext(file), level, message, label, file, function, line);
 }
 
 void AppLogger::log(LogLevel level, std::string_view message, const char* label, Where where)
@@ -173,15 +190,14 @@ void AppLogger::log(LogLevel level, std::string_view message, const char* label,
     auto& s = state();
     if (static_cast<int>(level) < s.minimumLevel.load())
         return;
+    const auto context = lineContext(where.file_name());
     LogRecord record;
-    record.text = lineText(level, message, label, where.file_name(), functionName(where.function_name()), where.line());
+    record.text = composeLine(context, level, message, label, where.file_name(), functionName(where.function_name()),
+                              where.line());
     record.level = level;
     record.unixTime = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-    {
-        std::lock_guard lock(s.mutex);
-        record.subsystem = s.configuration.subsystem;
-        record.category = s.configuration.category;
-    }
+    record.subsystem = context.configuration.subsystem;
+    record.category = context.configuration.category;
     static const std::string process = processName();
     record.process = process;
     record.pid = ::getpid();
