@@ -3,6 +3,7 @@
 #include "PidFileLock.h"
 #include "Privileged/PrivilegedService.h"
 #include "Statistics/StatsService.h"
+#include "Catalog/SystemInventoryCollector.h"
 
 #include "TarnelFoundation/Identity/MonitorAppIdentity.h"
 #include "TarnelXPC/Routes.h"
@@ -64,6 +65,13 @@ void Daemon::start()
     statisticsOptions.connectionClosed = [this](std::uint64_t id) { statsService_->connectionClosed(id); };
     statistics_ = std::make_unique<xpc::XPCServer>(statisticsEndpoint_, executor_, statisticsOptions);
     statsService_->registerRoutes(*statistics_);
+    xpc::registerHandler(*statistics_, xpc::Routes::systemInventory,
+                         [root = options_.systemRoot](xpc::RequestContext) -> asio::awaitable<SystemInventorySnapshot> {
+                             auto reading = quendal::inBackground([root] {
+                                 return SystemInventoryCollector(platform::SystemRoot(root)).collect();
+                             });
+                             co_return co_await std::move(reading);
+                         });
     registerCommonRoutes(*privileged_);
     registerCommonRoutes(*statistics_);
 

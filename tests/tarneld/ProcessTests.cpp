@@ -1,4 +1,6 @@
 #include "TarnelKit/Daemon/DaemonClient.h"
+#include "TarnelXPC/Routes.h"
+#include "TarnelXPC/TypedClient.h"
 
 #include "ChildProcess.h"
 #include "TestSupport.h"
@@ -48,6 +50,18 @@ TEST(Process, ServesPingOnBothEndpointsAndStopsCleanlyOnSigterm)
         auto reply = request<std::string>([](DaemonClient& c) { return c.ping(); }, endpoint);
         EXPECT_EQ(reply, "v19");
         EXPECT_TRUE(request<bool>([](DaemonClient& c) { return c.isCompatible(); }, endpoint));
+    }
+
+    // The statistics endpoint also tells what the machine is.
+    {
+        asio::io_context context;
+        auto client = xpc::XPCClient::create(statistics, xpc::ServerRequirement::anyServer(), context.get_executor());
+        auto future = asio::co_spawn(context, xpc::sendAndReceive(*client, xpc::Routes::systemInventory), asio::use_future);
+        while (future.wait_for(std::chrono::seconds(0)) != std::future_status::ready)
+            context.run_one();
+        auto inventory = future.get();
+        EXPECT_GT(inventory.cpu.logicalCores, 0);
+        EXPECT_GT(inventory.memory.totalBytes, 0u);
     }
 
     // A second daemon on the same folder refuses to start and leaves the first alone.
