@@ -39,6 +39,7 @@ struct FakeRegistry : ServiceRegistry {
         co_return;
     }
     std::string description() const override { return "fake"; }
+    std::filesystem::path socketPath(const std::string& name) const override { return "/nonexistent/" + name; }
 };
 
 // Endpoints that answer a version, or fail with an error; counts the probes.

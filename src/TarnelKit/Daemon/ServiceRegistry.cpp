@@ -96,6 +96,16 @@ bool SystemdServiceRegistry::systemdRuns()
 
 std::string SystemdServiceRegistry::description() const { return "systemd unit " + unit_; }
 
+std::filesystem::path SystemdServiceRegistry::socketPath(const std::string& serviceName) const
+{
+    return xpc::ServiceEndpoint::system(serviceName).socketPath;
+}
+
+std::filesystem::path SessionServiceRegistry::socketPath(const std::string& serviceName) const
+{
+    return socketDirectory_ / (serviceName + ".sock");
+}
+
 ServiceStatus SystemdServiceRegistry::status()
 {
     auto result = runProgram({"systemctl", "is-enabled", "--", unit_});

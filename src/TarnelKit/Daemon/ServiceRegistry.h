@@ -45,6 +45,8 @@ public:
     virtual asio::awaitable<void> registerService() = 0;
     virtual asio::awaitable<void> unregisterService() = 0;
     virtual std::string description() const = 0;
+    // Where a service of the registered daemon listens.
+    virtual std::filesystem::path socketPath(const std::string& serviceName) const = 0;
 };
 
 // The daemon as the systemd unit "<identifier>.service", switched through pkexec, whose
@@ -56,6 +58,7 @@ public:
     asio::awaitable<void> registerService() override;
     asio::awaitable<void> unregisterService() override;
     std::string description() const override;
+    std::filesystem::path socketPath(const std::string& serviceName) const override;
 
     static bool systemdRuns();
 
@@ -73,6 +76,7 @@ public:
     asio::awaitable<void> registerService() override;
     asio::awaitable<void> unregisterService() override;
     std::string description() const override;
+    std::filesystem::path socketPath(const std::string& serviceName) const override;
 
     std::filesystem::path pidFile() const { return socketDirectory_ / "tarneld.pid"; }
     // The daemon next to this program in a build tree, else the installed one;
