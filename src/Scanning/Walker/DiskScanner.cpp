@@ -1,0 +1,210 @@
+#include "Scanning/Walker/DiskScanner.h"
+
+#include "Scanning/Collectors/FileCollector.h"
+#include "Scanning/Procedures/EventExecutor.h"
+#include "Scanning/ScanLog.h"
+#include "Scanning/Walker/BundleRule.h"
+#include "Scanning/Walker/DirectoryListing.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace tarnel {
+
+// One directory handed to an operation of its own; it holds one unit of the thread budget
+// until it has run or was dropped by a cancel.
+struct ScanOperation {
+    ScanOperation(DiskScanner* owner, DiskScanner::Visit where, std::unique_ptr<DirectoryListing> open)
+        : scanner(owner), visit(std::move(where)), listing(std::move(open))
+    {
+    }
+    ScanOperation(ScanOperation&& other) noexcept
+        : scanner(std::exchange(other.scanner, nullptr)), visit(std::move(other.visit)),
+          listing(std::move(other.listing))
+    {
+    }
+    ScanOperation& operator=(ScanOperation&&) = delete;
+    ~ScanOperation()
+    {
+        if (scanner)
+            scanner->returnThread();
+    }
+
+    void operator()() { std::exchange(scanner, nullptr)->traverse(visit, true, std::move(listing)); }
+
+    DiskScanner* scanner;
+    DiskScanner::Visit visit;
+    std::unique_ptr<DirectoryListing> listing;
+};
+
+DiskScanner::DiskScanner(ProgressHandler progressHandler, bool tree)
+    : buildTree(tree), queue_("DiskScanner Queue"), progressHandler_(std::move(progressHandler))
+{
+}
+
+DiskScanner::~DiskScanner()
+{
+    cancel();
+    operationQueue_.waitUntilAllOperationsAreFinished();
+}
+
+DiskScanResult DiskScanner::walk(const std::shared_ptr<FileNode>& root)
+{
+    filesScanned_ = 0;
+    if (progressHandler_) {
+        progressTimer_ = std::make_unique<quendal::RepeatingTimer>(engineEventExecutor(), progressInterval, 0.0);
+        std::weak_ptr<bool> alive = alive_;
+        progressTimer_->setEventHandler([alive, handler = progressHandler_] {
+            if (alive.lock())
+                handler(0.0, false);
+        });
+        progressTimer_->resume();
+    }
+    auto& clock = quendal::Runtime::shared().clock();
+    auto start = clock.now();
+    if (!isCancelled()) {
+        queue_.sync([this] { activeThreadsSeen_ = ++activeThreads_; });
+        enqueue(Visit{root, pathComponentCount(root->path()), true}, nullptr);
+    }
+    operationQueue_.waitUntilAllOperationsAreFinished();
+    if (progressTimer_)
+        progressTimer_->suspend();
+    return DiskScanResult{root, quendal::Clock::toSeconds(clock.now() - start), filesScanned()};
+}
+
+void DiskScanner::cancel()
+{
+    cancelled_ = true;
+    operationQueue_.cancelAllOperations();
+}
+
+int DiskScanner::activeThreads()
+{
+    return queue_.sync([this] { return activeThreads_; });
+}
+
+void DiskScanner::enqueue(Visit visit, std::unique_ptr<DirectoryListing> listing)
+{
+    ++operationsEnqueued_;
+    operationQueue_.addOperation(ScanOperation(this, std::move(visit), std::move(listing)));
+}
+
+// An operation holds its unit of the budget for its whole subtree, so the budget bounds the
+// threads really walking; a directory walked on the thread that found it takes none.
+bool DiskScanner::takeThread()
+{
+    if (activeThreadsSeen_.load(std::memory_order_relaxed) >= threadBudget)
+        return false;
+    return queue_.sync([this] {
+        if (activeThreads_ >= threadBudget)
+            return false;
+        activeThreadsSeen_ = ++activeThreads_;
+        return true;
+    });
+}
+
+void DiskScanner::returnThread()
+{
+    queue_.sync([this] { activeThreadsSeen_ = --activeThreads_; });
+}
+
+void DiskScanner::traverse(const Visit& visit, bool ownOperation, std::unique_ptr<DirectoryListing> listing)
+{
+    bool haveBatch = listing != nullptr;
+    if (!listing) {
+        // A cancelled walk goes below no further directory.
+        if (!isCancelled())
+            listing = DirectoryListing::open(visit.node->path(), visit.isRoot);
+        if (!listing) {
+            if (ownOperation)
+                returnThread();
+            return;
+        }
+        haveBatch = listing->readBatch();
+        // The entry count is known once the first batch is read: a big directory found by a
+        // traversal on this thread moves, still open, to an operation of its own.
+        if (!ownOperation && haveBatch && listing->entryCount() >= splitEntryCount && takeThread()) {
+            if (isCancelled())
+                returnThread();
+            else
+                enqueue(visit, std::move(listing));
+            return;
+        }
+    }
+
+    std::vector<Visit> below;
+    while (haveBatch) {
+        list(visit, *listing, below);
+        haveBatch = listing->readBatch();
+    }
+    listing.reset();
+    for (const auto& next : below)
+        traverse(next, false, nullptr);
+    if (ownOperation)
+        returnThread();
+}
+
+void DiskScanner::list(const Visit& visit, DirectoryListing& listing, std::vector<Visit>& below)
+{
+    FileNode& parent = *visit.node;
+    const int childComponents = visit.components + 1;
+    const bool depthAllows = !settings.maxDepth || childComponents < *settings.maxDepth;
+    const std::string prefix = parent.path() == "/" ? std::string("/") : parent.path() + "/";
+    std::string childPath;
+    std::int64_t batchBytes = 0;
+    std::int64_t batchNodes = 0;
+
+    listing.forEachEntry([&](const DirectoryListing::Entry& entry) {
+        if (entry.name.empty()) {
+            ScanLog::shared().log(ScanLogLevel::info, "Encountered an unknown file");
+            return;
+        }
+        unsigned char type = entry.type;
+        std::int64_t size = 0;
+        if (type == DT_REG || type == DT_LNK || type == DT_UNKNOWN) {
+            struct statx attributes {};
+            unsigned mask = type == DT_UNKNOWN ? STATX_TYPE | STATX_SIZE : STATX_SIZE;
+            if (::statx(listing.descriptor(), entry.name.data(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask,
+                        &attributes) != 0)
+                return; // gone since it was listed
+            if (type == DT_UNKNOWN)
+                type = IFTODT(attributes.stx_mode);
+            if (type == DT_REG || type == DT_LNK)
+                size = static_cast<std::int64_t>(attributes.stx_size);
+        }
+        // A symbolic link's own size counts for its ancestors although it gets no node.
+        batchBytes += size;
+        if (type != DT_REG && type != DT_DIR)
+            return;
+
+        const bool directory = type == DT_DIR;
+        childPath.assign(prefix).append(entry.name);
+        auto node = std::make_shared<FileNode>(childPath, visit.node, directory ? 0 : size,
+                                               directory ? FileNode::NodeType::directory : FileNode::NodeType::file);
+        if (buildTree)
+            parent.appendChild(node);
+        for (const auto& collector : collectors)
+            collector->collect(node);
+        ++batchNodes;
+
+        if (!directory || !depthAllows)
+            return;
+        if (!settings.searchBundles && BundleRule::isBundle(parent.path(), entry.name))
+            return;
+        below.push_back(Visit{std::move(node), childComponents, false});
+    });
+
+    if (buildTree && batchBytes != 0)
+        addSizeToAncestors(parent, batchBytes);
+    filesScanned_.fetch_add(batchNodes, std::memory_order_relaxed);
+}
+
+void DiskScanner::addSizeToAncestors(FileNode& parent, std::int64_t bytes)
+{
+    parent.addSize(bytes);
+    for (auto ancestor = parent.parent(); ancestor; ancestor = ancestor->parent())
+        ancestor->addSize(bytes);
+}
+
+} // namespace tarnel
