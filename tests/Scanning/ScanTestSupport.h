@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Scanning/ScanLog.h"
+
+#include <chrono>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace tarnel::testing {
+
+// Captures the engine's log lines for the life of the object.
+class CapturedScanLog {
+public:
+    CapturedScanLog()
+    {
+        ScanLog::shared().setSink([this](const ScanLogLine& line) {
+            std::lock_guard lock(mutex_);
+            lines_.push_back(line);
+        });
+    }
+    ~CapturedScanLog() { ScanLog::shared().setSink({}); }
+
+    std::vector<std::string> messages(ScanLogLevel level) const
+    {
+        std::lock_guard lock(mutex_);
+        std::vector<std::string> result;
+        for (const auto& line : lines_)
+            if (line.level == level)
+                result.push_back(line.message);
+        return result;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<ScanLogLine> lines_;
+};
+
+// Units run on real threads: wait for a state they reach, pumping `poll` meanwhile. The bound
+// only turns a hang into a failure.
+template <class Condition, class Poll>
+void waitUntil(Condition condition, Poll poll)
+{
+    auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > limit)
+            throw std::runtime_error("condition never became true");
+        poll();
+        std::this_thread::yield();
+    }
+}
+
+template <class Condition>
+void waitUntil(Condition condition)
+{
+    waitUntil(condition, [] {});
+}
+
+} // namespace tarnel::testing
