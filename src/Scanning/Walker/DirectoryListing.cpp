@@ -10,19 +10,41 @@
 
 namespace tarnel {
 
+namespace {
+
+// Each walker thread keeps the buffer of its last closed listing for the next one: the walk
+// still holds one buffer per open directory, without touching fresh pages for every folder.
+thread_local std::unique_ptr<char[]> spareBuffer;
+
+std::unique_ptr<char[]> takeBuffer()
+{
+    if (spareBuffer)
+        return std::move(spareBuffer);
+    return std::unique_ptr<char[]>(new (std::nothrow) char[DirectoryListing::bufferSize]);
+}
+
+} // namespace
+
 std::unique_ptr<DirectoryListing> DirectoryListing::open(const std::string& path, bool followSymbolicLink)
 {
-    std::unique_ptr<char[]> buffer(new (std::nothrow) char[bufferSize]);
+    auto buffer = takeBuffer();
     if (!buffer)
         return nullptr;
     int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followSymbolicLink ? 0 : O_NOFOLLOW);
     int fd = ::open(path.c_str(), flags);
-    if (fd < 0)
+    if (fd < 0) {
+        spareBuffer = std::move(buffer);
         return nullptr;
+    }
     return std::unique_ptr<DirectoryListing>(new DirectoryListing(fd, std::move(buffer)));
 }
 
-DirectoryListing::~DirectoryListing() { ::close(fd_); }
+DirectoryListing::~DirectoryListing()
+{
+    ::close(fd_);
+    if (!spareBuffer)
+        spareBuffer = std::move(buffer_);
+}
 
 bool DirectoryListing::readBatch()
 {
