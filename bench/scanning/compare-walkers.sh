@@ -20,7 +20,7 @@ fd_command=$(command -v fd || command -v fdfind || true)
 # The walker must agree with find: bytes of regular files and symbolic links, and the count of
 # files and folders below the root.
 read -r bytes nodes _ < <("$walker" "$tree")
-find_bytes=$(find "$tree" -mindepth 1 \( -type f -o -type l \) -printf '%s\n' | awk '{s+=$1} END {print s+0}')
+find_bytes=$(find "$tree" -mindepth 1 \( -type f -o -type l \) -printf '%s\n' | awk '{s+=$1} END {printf "%.0f\n", s}')
 find_nodes=$(find "$tree" -mindepth 1 \( -type f -o -type d \) | wc -l)
 echo "walker: $bytes bytes, $nodes nodes; find: $find_bytes bytes, $find_nodes nodes" >&2
 if [ "$bytes" != "$find_bytes" ] || [ "$nodes" != "$find_nodes" ]; then

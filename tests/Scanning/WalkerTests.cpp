@@ -12,6 +12,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <future>
+#include <thread>
 #include <filesystem>
 #include <map>
 #include <random>
@@ -105,7 +107,7 @@ TEST(Walker, TreeSizesAndCountsAgreeWithFind)
     auto result = map(root);
     auto quoted = "'" + root.string() + "'";
     auto findBytes = std::stoll(shell("find " + quoted + " -mindepth 1 \\( -type f -o -type l \\) -printf '%s\\n' | "
-                                      "awk '{s+=$1} END {print s+0}'"));
+                                      "awk '{s+=$1} END {printf \"%.0f\", s}'"));
     auto findCount = std::stoll(shell("find " + quoted + " -mindepth 1 \\( -type f -o -type d \\) | wc -l"));
     EXPECT_EQ(result->root->size(), findBytes);
     EXPECT_EQ(result->totalFilesScanned, findCount);
@@ -124,7 +126,7 @@ TEST(Walker, TreeSizesAndCountsAgreeWithFind)
         if (!sub->isDirectory())
             continue;
         EXPECT_EQ(sub->size(), std::stoll(shell("find '" + sub->path() + "' -mindepth 1 \\( -type f -o -type l \\) "
-                                                "-printf '%s\\n' | awk '{s+=$1} END {print s+0}'")));
+                                                "-printf '%s\\n' | awk '{s+=$1} END {printf \"%.0f\", s}'")));
         break;
     }
 }
@@ -320,4 +322,42 @@ TEST(Walker, FileNodeIdentityAndUrls)
     EXPECT_EQ(pathComponentCount("/a/b"), 3);
     EXPECT_EQ(FileNode::nodeType(10), FileNode::NodeType::complex);
     EXPECT_FALSE(FileNode::nodeType(11).has_value());
+}
+
+TEST(Walker, ProgressTicksEveryFifteenthOfASecondWhileTheWalkRuns)
+{
+    tarnel::testing::VirtualTime time;
+    TemporaryDirectory temporary;
+    writeFile(temporary.path() / "only", "1");
+
+    // Holds the walk inside its first node until the test lets it go.
+    struct Gate : FileCollector {
+        std::atomic<bool> entered{false};
+        std::promise<void> release;
+        std::shared_future<void> released = release.get_future().share();
+        bool evaluator(const FileNode&) override
+        {
+            entered = true;
+            released.wait();
+            return true;
+        }
+    };
+    auto gate = std::make_shared<Gate>();
+    std::vector<std::pair<double, bool>> ticks;
+    auto scanner = std::make_shared<DiskScanner>([&](double fraction, bool done) { ticks.emplace_back(fraction, done); });
+    scanner->collectors = {gate};
+    auto root = std::make_shared<FileNode>(temporary.path().string(), nullptr, 0, FileNode::NodeType::directory);
+    std::thread walker([&] { scanner->walk(root); });
+    waitUntil([&] { return gate->entered.load(); });
+
+    time.runFor(0.21);
+    EXPECT_EQ(ticks, (std::vector<std::pair<double, bool>>(3, {0.0, false})));
+    ASSERT_FALSE(time.clock().requestedSleepSeconds().empty());
+    EXPECT_NEAR(time.clock().requestedSleepSeconds().front(), 1.0 / 15.0, 1e-9);
+
+    gate->release.set_value();
+    walker.join();
+    time.runFor(1.0);
+    EXPECT_EQ(ticks.size(), 3u) << "the timer stops when the walk has drained";
+    EXPECT_EQ(scanner->filesScanned(), 1);
 }
