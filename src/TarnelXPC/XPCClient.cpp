@@ -101,20 +101,18 @@ asio::awaitable<std::optional<Value>> XPCClient::send(XPCRoute route, std::optio
 {
     // Every temporary of a co_await is named: g++ 12 may destroy such temporaries twice.
     auto self = shared_from_this();
-    auto work = [self, r = std::move(route), p = std::move(payload)]() mutable {
-        return self->sendOnQueue(std::move(r), std::move(p));
-    };
-    auto result = co_await asio::co_spawn(queue_, std::move(work), asio::use_awaitable);
+    auto work = self->sendOnQueue(std::move(route), std::move(payload));
+    auto hop = quendal::runOn(queue_, std::move(work));
+    auto result = co_await std::move(hop);
     co_return result;
 }
 
 asio::awaitable<std::string> XPCClient::openSequence(XPCRoute route, std::optional<Value> payload, SequenceHandler handler)
 {
     auto self = shared_from_this();
-    auto work = [self, r = std::move(route), p = std::move(payload), h = std::move(handler)]() mutable {
-        return self->openOnQueue(std::move(r), std::move(p), std::move(h));
-    };
-    auto id = co_await asio::co_spawn(queue_, std::move(work), asio::use_awaitable);
+    auto work = self->openOnQueue(std::move(route), std::move(payload), std::move(handler));
+    auto hop = quendal::runOn(queue_, std::move(work));
+    auto id = co_await std::move(hop);
     co_return id;
 }
 

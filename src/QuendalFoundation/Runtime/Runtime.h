@@ -3,6 +3,10 @@
 #include "QuendalFoundation/Runtime/Clock.h"
 
 #include <asio/any_io_executor.hpp>
+#include <asio/associated_cancellation_slot.hpp>
+#include <asio/associated_executor.hpp>
+#include <asio/bind_cancellation_slot.hpp>
+#include <asio/post.hpp>
 #include <asio/awaitable.hpp>
 #include <asio/co_spawn.hpp>
 #include <asio/use_awaitable.hpp>
@@ -54,19 +58,42 @@ private:
     std::shared_ptr<Clock> clock_;
 };
 
+namespace detail {
+
+// Spawns `work` on `executor` and hands its completion back to the awaiting coroutine by a
+// plain post. asio's own co_spawn(…, use_awaitable) keeps the caller's executor busy until the
+// remote frame is destroyed, on the remote thread, after the caller may already have resumed and
+// torn down its io_context; here the remote side holds nothing of the caller once it has posted.
+template <class Signature, class Work>
+auto hopTo(Executor executor, Work work)
+{
+    return asio::async_initiate<const asio::use_awaitable_t<>&, Signature>(
+        [executor](auto handler, Work w) {
+            auto caller = asio::get_associated_executor(handler);
+            auto slot = asio::get_associated_cancellation_slot(handler);
+            auto completion = [h = std::move(handler), caller](auto... results) mutable {
+                asio::post(caller, [h = std::move(h), ... r = std::move(results)]() mutable { std::move(h)(std::move(r)...); });
+            };
+            asio::co_spawn(executor, std::move(w), asio::bind_cancellation_slot(slot, std::move(completion)));
+        },
+        asio::use_awaitable, std::move(work));
+}
+
+} // namespace detail
+
 // Runs `work` on `executor` and resumes the caller on its own executor with the result.
 // Cancellation of the caller reaches `work`.
 // Temporaries inside a co_await expression are named throughout: g++ 12 can destroy them twice.
 template <class T>
 asio::awaitable<T> runOn(Executor executor, asio::awaitable<T> work)
 {
-    auto hop = asio::co_spawn(executor, std::move(work), asio::use_awaitable);
+    auto hop = detail::hopTo<void(std::exception_ptr, T)>(std::move(executor), std::move(work));
     co_return co_await std::move(hop);
 }
 
 inline asio::awaitable<void> runOn(Executor executor, asio::awaitable<void> work)
 {
-    auto hop = asio::co_spawn(executor, std::move(work), asio::use_awaitable);
+    auto hop = detail::hopTo<void(std::exception_ptr)>(std::move(executor), std::move(work));
     co_await std::move(hop);
 }
 
@@ -76,8 +103,9 @@ auto inBackground(F function) -> asio::awaitable<std::invoke_result_t<F&>>
 {
     using R = std::invoke_result_t<F&>;
     auto pool = Runtime::shared().backgroundExecutor();
-    auto body = [f = std::move(function)]() mutable -> asio::awaitable<R> { co_return f(); };
-    auto hop = asio::co_spawn(pool, std::move(body), asio::use_awaitable);
+    auto body = [](F f) -> asio::awaitable<R> { co_return f(); };
+    auto work = body(std::move(function));
+    auto hop = runOn(std::move(pool), std::move(work));
     co_return co_await std::move(hop);
 }
 
@@ -86,8 +114,9 @@ template <class F>
 auto onMain(F function) -> asio::awaitable<std::invoke_result_t<F&>>
 {
     using R = std::invoke_result_t<F&>;
-    auto body = [f = std::move(function)]() mutable -> asio::awaitable<R> { co_return f(); };
-    auto hop = asio::co_spawn(Runtime::shared().mainExecutor(), std::move(body), asio::use_awaitable);
+    auto body = [](F f) -> asio::awaitable<R> { co_return f(); };
+    auto work = body(std::move(function));
+    auto hop = runOn(Runtime::shared().mainExecutor(), std::move(work));
     co_return co_await std::move(hop);
 }
 
