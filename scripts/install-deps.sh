@@ -11,6 +11,7 @@ packages=(
   libsqlite3-dev libcurl4-openssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   xvfb xauth dbus fonts-dejavu-core util-linux procps
+  gdu fd-find bc python3 pciutils smartmontools
 )
 
 missing=()
