@@ -52,38 +52,6 @@ DaemonInstallError::DaemonInstallError(DaemonStatus s, std::optional<std::string
 {
 }
 
-// A reinstall that several callers may wait for.
-struct DaemonManager::Installation {
-    bool done = false;
-    std::exception_ptr error;
-    std::vector<quendal::UniqueFunction<void()>> waiters;
-
-    asio::awaitable<void> wait()
-    {
-        if (!done) {
-            auto initiation = [this](auto handler) {
-                auto executor = asio::get_associated_executor(handler);
-                waiters.push_back([h = std::move(handler), executor]() mutable {
-                    asio::post(executor, [h = std::move(h)]() mutable { std::move(h)(); });
-                });
-            };
-            co_await asio::async_initiate<const asio::use_awaitable_t<>&, void()>(initiation, asio::use_awaitable);
-        }
-        if (error)
-            std::rethrow_exception(error);
-    }
-
-    void complete(std::exception_ptr e)
-    {
-        done = true;
-        error = e;
-        auto pending = std::move(waiters);
-        waiters.clear();
-        for (auto& w : pending)
-            w();
-    }
-};
-
 namespace {
 
 std::string errorText(const std::exception& e)
@@ -334,13 +302,13 @@ asio::awaitable<void> DaemonManager::reinstall(bool forceUnregister)
         co_return;
     }
     recovering = true;
-    auto installation = std::make_shared<Installation>();
+    auto installation = std::make_shared<quendal::SharedCompletion>();
     installTask_ = installation;
     installRunner_ = quendal::spawn(environment_.executor, install(forceUnregister, installation));
     co_await installation->wait();
 }
 
-asio::awaitable<void> DaemonManager::install(bool forceUnregister, std::shared_ptr<Installation> installation)
+asio::awaitable<void> DaemonManager::install(bool forceUnregister, std::shared_ptr<quendal::SharedCompletion> installation)
 {
     std::exception_ptr outcome;
     std::optional<std::string> registrationError;

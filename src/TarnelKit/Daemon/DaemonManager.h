@@ -7,6 +7,7 @@
 #include "QuendalFoundation/Runtime/Clock.h"
 #include "QuendalFoundation/Runtime/Published.h"
 #include "QuendalFoundation/Runtime/Runtime.h"
+#include "QuendalFoundation/Runtime/SharedCompletion.h"
 #include "QuendalFoundation/Runtime/Task.h"
 #include "QuendalFoundation/Runtime/UniqueFunction.h"
 
@@ -80,14 +81,13 @@ public:
     static asio::awaitable<EndpointCompatibility> probe(std::string name, Probe apiVersion);
 
 private:
-    struct Installation;
     void apply(DaemonStatus next);
-    asio::awaitable<void> install(bool forceUnregister, std::shared_ptr<Installation> installation);
+    asio::awaitable<void> install(bool forceUnregister, std::shared_ptr<quendal::SharedCompletion> installation);
     asio::awaitable<void> retryLoop(std::weak_ptr<DaemonManager> weak);
 
     Environment environment_;
     bool hasObservedConnectedDaemon_ = false;
-    std::shared_ptr<Installation> installTask_;
+    std::shared_ptr<quendal::SharedCompletion> installTask_;
     quendal::Task unavailableRetryTask_;
     quendal::Task installRunner_;
 };
