@@ -19,9 +19,6 @@
 
 namespace tarnel {
 
-enum class DaemonStatus { loading, notRegistered, unavailable, insecure, requiresApproval, notFound, connected };
-std::string_view statusName(DaemonStatus status);
-
 struct EndpointCompatibility {
     enum class Kind { unavailable, insecure, compatible };
     Kind kind = Kind::unavailable;
@@ -38,7 +35,7 @@ public:
 
 // Owns the daemon's registration and answers for the whole application whether the daemon
 // can be used now. Lives on the main actor.
-class DaemonManager : public DaemonReadiness, public std::enable_shared_from_this<DaemonManager> {
+class DaemonManager : public DaemonManaging, public std::enable_shared_from_this<DaemonManager> {
 public:
     using Probe = std::function<asio::awaitable<std::optional<int>>()>;
 
@@ -61,7 +58,7 @@ public:
     quendal::Published<bool> recovering{false};
 
     asio::awaitable<void> start();
-    asio::awaitable<void> updateStatus();
+    asio::awaitable<void> updateStatus() override;
     asio::awaitable<DaemonStatus> connectionStatus();
     asio::awaitable<DaemonStatus> runtimeMissingStatusFallback(DaemonStatus status);
     // One reinstall at a time: a second caller waits for the running one.
@@ -70,6 +67,10 @@ public:
     asio::awaitable<void> waitForClientReadiness() override;
     asio::awaitable<void> unregister();
     bool isRecovering() const override { return recovering.value(); }
+    DaemonStatus currentStatus() const override { return status.value(); }
+    quendal::Publisher<DaemonStatus> statusPublisher() const override { return status.publisher(); }
+    quendal::Publisher<bool> recoveringPublisher() const override { return recovering.publisher(); }
+    asio::awaitable<void> reinstall() override { return reinstall(false); }
 
     bool isRegistrationStale();
     void recordCurrentHostBuild();

@@ -1,0 +1,123 @@
+#include "App/Localization/Localizable.h"
+
+#include "QuendalFoundation/Logging/AppLogger.h"
+
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+
+namespace tarnel {
+
+namespace {
+
+// Keys with their English text, for every screen of the application.
+const std::pair<const char*, const char*> englishTable[] = {
+    {"dashboard_title", "Dashboard"},
+    {"monitor_title", "Monitor"},
+    {"clean_title", "Clean"},
+    {"trim_title", "Trim"},
+    {"optimizer_title", "Optimize"},
+    {"uninstaller_title", "Uninstaller"},
+    {"storage_title", "Storage"},
+    {"battery_title", "Battery"},
+    {"graphics_title", "Graphics"},
+    {"cooling_title", "Cooling"},
+    {"settings_title", "Settings"},
+    {"utilities_section", "Utilities"},
+    {"hardware_section", "Hardware"},
+    {"general_move_to_applications", "Move Tarnel to Applications"},
+    {"general_move_to_applications_message",
+     "Tarnel can not launch from a disk image. Please install Tarnel by dragging it to your Applications folder."},
+    {"app_menu_open_website", "Open Website"},
+    {"app_menu_report_problem", "Report A Problem"},
+    {"settings_appearance_title", "Appearance"},
+    {"settings_theme_title", "Theme"},
+    {"settings_theme_system", "System"},
+    {"settings_theme_light", "Light"},
+    {"settings_theme_dark", "Dark"},
+    {"settings_temperature_title", "Temperature unit"},
+    {"settings_temperature_system", "System"},
+    {"settings_temperature_celsius", "Celsius"},
+    {"settings_temperature_fahrenheit", "Fahrenheit"},
+    {"settings_temperature_kelvin", "Kelvin"},
+    {"settings_monitor_run_at_login", "Run Tarnel Monitor on Login"},
+    {"settings_monitor_run_at_login_note",
+     "Tarnel Monitor starts with Tarnel. Enable this to also run the menu bar monitor when you log in."},
+    {"general_coming_soon", "This screen is coming soon."},
+    {"onboarding_install_title", "Enable Tarnel Background Item"},
+    {"onboarding_install_text",
+     "Tarnel needs to enable a background service to provide realtime system performance statistics while the app is running."},
+    {"onboarding_install_button", "Enable Now"},
+    {"onboarding_approval_title", "Approve Background Item"},
+    {"onboarding_approval_text",
+     "An administrator must approve the Tarnel Background Item. Enter your password in the prompt that opens to enable it."},
+    {"onboarding_approval_button", "Approve Now"},
+    {"onboarding_completed_title", "All done!"},
+    {"onboarding_completed_text", "Tarnel is now monitoring performance in real-time."},
+    {"onboarding_error_format", "Error: %1"},
+};
+
+} // namespace
+
+Localizable& Localizable::shared()
+{
+    static Localizable table;
+    return table;
+}
+
+Localizable::Localizable()
+{
+    for (const auto& [key, text] : englishTable)
+        english_.emplace(key, text);
+}
+
+std::string Localizable::text(std::string_view key) const
+{
+    std::lock_guard lock(mutex_);
+    if (auto found = translation_.find(key); found != translation_.end())
+        return found->second;
+    if (auto found = english_.find(key); found != english_.end())
+        return found->second;
+    return std::string(key); // a missing key shows itself, so it is noticed
+}
+
+std::string Localizable::text(std::string_view key, std::string_view englishDefault)
+{
+    {
+        std::lock_guard lock(mutex_);
+        english_.try_emplace(std::string(key), englishDefault);
+    }
+    return text(key);
+}
+
+bool Localizable::hasKey(std::string_view key) const
+{
+    std::lock_guard lock(mutex_);
+    return english_.find(key) != english_.end();
+}
+
+bool Localizable::loadTranslation(const std::filesystem::path& file)
+{
+    std::ifstream in(file);
+    if (!in) {
+        quendal::AppLogger::warning("No translation at " + file.string());
+        return false;
+    }
+    std::map<std::string, std::string, std::less<>> loaded;
+    try {
+        auto document = nlohmann::json::parse(in);
+        if (!document.is_object())
+            throw std::runtime_error("the document is no object");
+        for (const auto& [key, value] : document.items())
+            if (value.is_string())
+                loaded.emplace(key, value.get<std::string>());
+    } catch (const std::exception& e) {
+        quendal::AppLogger::warning("Ignoring the translation " + file.string() + ": " + e.what());
+        return false;
+    }
+    std::lock_guard lock(mutex_);
+    translation_ = std::move(loaded);
+    return true;
+}
+
+} // namespace tarnel

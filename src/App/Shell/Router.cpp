@@ -1,0 +1,93 @@
+#include "App/Shell/Router.h"
+
+#include "TarnelKit/Stats/StatsClient.h"
+
+#include "QuendalFoundation/Logging/AppLogger.h"
+#include "QuendalFoundation/Runtime/Cancellation.h"
+
+namespace tarnel {
+
+std::shared_ptr<Router> Router::shared()
+{
+    static const auto router = make([] {
+        return StatsClient::shared()->updates(std::set<DaemonService>{DaemonService::battery},
+                                              StatisticUpdateFrequency::slow);
+    });
+    return router;
+}
+
+std::shared_ptr<Router> Router::make(BatteryUpdates batteryUpdates, EventSink events)
+{
+    auto router = std::make_shared<Router>(std::move(batteryUpdates), std::move(events));
+    auto stream = router->batteryUpdates_();
+    router->batteryTask_ = quendal::spawnOnMain(watchBattery(router, std::move(stream)));
+    return router;
+}
+
+Router::Router(BatteryUpdates batteryUpdates, EventSink events)
+    : batteryUpdates_(std::move(batteryUpdates)), events_(std::move(events))
+{
+}
+
+std::set<AppRoute> Router::routesFor(bool hasBattery)
+{
+    std::set<AppRoute> offered(allAppRoutes.begin(), allAppRoutes.end());
+    if (!hasBattery)
+        offered.erase(AppRoute::battery);
+    return offered;
+}
+
+void Router::navigate(AppRoute to)
+{
+    route.set(to);
+    path.set({});
+    if (events_)
+        events_("route_changed", {{"route_id", std::string(rawValue(to))}});
+}
+
+void Router::push(SubRoute sub)
+{
+    auto stack = path.value();
+    stack.push_back(std::move(sub));
+    path.set(std::move(stack));
+}
+
+void Router::pop()
+{
+    auto stack = path.value();
+    if (stack.empty())
+        return;
+    stack.pop_back();
+    path.set(std::move(stack));
+}
+
+asio::awaitable<void> Router::watchBattery(std::weak_ptr<Router> weak, quendal::AsyncStream<StatsUpdateBatch> stream)
+{
+    try {
+        for (;;) {
+            auto next = stream.next();
+            auto batch = co_await std::move(next);
+            if (!batch)
+                co_return;
+            auto self = weak.lock();
+            if (!self)
+                co_return;
+            // The user is never moved away from Battery when it vanishes; only the row goes.
+            self->hasBattery_ = batch->battery.has_value();
+            self->routes.set(routesFor(self->hasBattery_));
+        }
+    } catch (...) {
+        auto error = std::current_exception();
+        if (quendal::isCancellation(error))
+            co_return;
+        try {
+            std::rethrow_exception(error);
+        } catch (const std::exception& e) {
+            quendal::AppLogger::error(e);
+        } catch (...) {
+            quendal::AppLogger::error("The battery watch ended with an unknown error");
+        }
+    }
+}
+
+} // namespace tarnel
