@@ -1,6 +1,5 @@
-#include "DaemonLink.h"
-#include "MainWindow.h"
 #include "QtExecutor.h"
+#include "Shell/TarnelApplication.h"
 
 #include "TarnelFoundation/Identity/MonitorAppIdentity.h"
 
@@ -8,6 +7,7 @@
 #include "QuendalFoundation/Runtime/Runtime.h"
 
 #include <QApplication>
+#include <QStyleFactory>
 
 int main(int argc, char** argv)
 {
@@ -15,15 +15,22 @@ int main(int argc, char** argv)
     quendal::AppLogger::configure(tarnel::MonitorAppIdentity::mainApplication(), std::string("app"), std::nullopt);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tarnel"));
+    QApplication::setApplicationVersion(QStringLiteral(TARNEL_VERSION_TEXT));
     QApplication::setOrganizationDomain(QStringLiteral("quendal.org"));
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
 
     tarnel::gui::QtMainContext mainContext;
     quendal::Runtime::shared().setMainExecutor(tarnel::gui::QtExecutor(mainContext));
 
-    auto daemonManager = tarnel::gui::startDaemonLink();
-    tarnel::gui::MainWindow window;
-    window.show();
-    const int status = QApplication::exec();
+    tarnel::gui::TarnelApplication::Options options;
+    // The session's autostart entry starts the application with this flag.
+    options.launchedAtLogin = QCoreApplication::arguments().contains(QStringLiteral("--launched-at-login"));
+    int status = 0;
+    {
+        tarnel::gui::TarnelApplication application(options);
+        application.launch();
+        status = QApplication::exec();
+    }
     quendal::Runtime::shared().resetMainExecutor();
     return status;
 }

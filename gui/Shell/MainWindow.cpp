@@ -1,14 +1,18 @@
-#include "MainWindow.h"
+#include "Shell/MainWindow.h"
+
+#include "Shell/SidebarView.h"
+
+#include "QuendalFoundation/Preferences/Preferences.h"
 
 #include <QHBoxLayout>
-#include <QLabel>
-#include <QListWidget>
 
 namespace tarnel::gui {
 
-MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
+MainWindow::MainWindow(std::shared_ptr<Router> router, ContentView::ScreenFactory screens, QWidget* parent)
+    : QMainWindow(parent), menu_(std::make_shared<SidebarMenu>(router))
 {
     setWindowTitle(QStringLiteral("Tarnel"));
+    setObjectName(QStringLiteral("Main"));
     setMinimumSize(minimumWidth, minimumHeight);
     resize(minimumWidth, minimumHeight);
 
@@ -16,19 +20,18 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     auto* layout = new QHBoxLayout(central);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
-
-    auto* sidebar = new QListWidget(central);
-    sidebar->setObjectName(QStringLiteral("sidebar"));
-    sidebar->setFixedWidth(200);
-    sidebar->setFrameShape(QFrame::NoFrame);
-    layout->addWidget(sidebar);
-
-    auto* content = new QLabel(QStringLiteral("Tarnel"), central);
-    content->setObjectName(QStringLiteral("content"));
-    content->setAlignment(Qt::AlignCenter);
-    layout->addWidget(content, 1);
-
+    sidebar_ = new SidebarView(menu_, central);
+    content_ = new ContentView(std::move(router), std::move(screens), central);
+    layout->addWidget(sidebar_);
+    layout->addWidget(content_, 1);
     setCentralWidget(central);
+    sidebar_->setVisible(quendal::read(quendal::Preferences::shared(), quendal::PreferenceKeys::showSidebar));
+}
+
+void MainWindow::setSidebarVisible(bool visible)
+{
+    sidebar_->setVisible(visible);
+    quendal::write(quendal::Preferences::shared(), quendal::PreferenceKeys::showSidebar, visible);
 }
 
 } // namespace tarnel::gui

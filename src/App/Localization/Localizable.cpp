@@ -55,6 +55,14 @@ const std::pair<const char*, const char*> englishTable[] = {
     {"onboarding_completed_title", "All done!"},
     {"onboarding_completed_text", "Tarnel is now monitoring performance in real-time."},
     {"onboarding_error_format", "Error: %1"},
+    {"app_menu_report_problem_message",
+     "If you are experiencing a problem with Tarnel, please save copy of its log files and send them to us together with a "
+     "description of your issue."},
+    {"app_menu_save_logs", "Save Logs"},
+    {"general_cancel", "Cancel"},
+    {"app_menu_logs_saved", "Logs were exported"},
+    {"app_menu_save_logs_success", "Please include them when opening a ticket in our support system."},
+    {"app_menu_visit_support", "Visit Support"},
 };
 
 } // namespace

@@ -78,7 +78,7 @@ Publisher<std::pair<A, B>> combineLatest(Publisher<A> first, Publisher<B> second
             std::optional<B> b;
         };
         auto latest = std::make_shared<Latest>();
-        auto emit = [latest, receiver] {
+        auto publishPair = [latest, receiver] {
             std::unique_lock lock(latest->mutex);
             if (!latest->a || !latest->b)
                 return;
@@ -86,19 +86,19 @@ Publisher<std::pair<A, B>> combineLatest(Publisher<A> first, Publisher<B> second
             lock.unlock();
             receiver(pair);
         };
-        auto c1 = std::make_shared<Cancellable>(first.sink([latest, emit](const A& a) {
+        auto c1 = std::make_shared<Cancellable>(first.sink([latest, publishPair](const A& a) {
             {
                 std::lock_guard lock(latest->mutex);
                 latest->a = a;
             }
-            emit();
+            publishPair();
         }));
-        auto c2 = std::make_shared<Cancellable>(second.sink([latest, emit](const B& b) {
+        auto c2 = std::make_shared<Cancellable>(second.sink([latest, publishPair](const B& b) {
             {
                 std::lock_guard lock(latest->mutex);
                 latest->b = b;
             }
-            emit();
+            publishPair();
         }));
         return Cancellable([c1, c2] {
             c1->cancel();

@@ -1,0 +1,119 @@
+#include "Onboarding/DaemonOnboardingSheet.h"
+
+#include "Theme/ThemeManager.h"
+
+#include "App/Localization/Localizable.h"
+
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace tarnel::gui {
+
+namespace {
+
+QString text(std::string_view key)
+{
+    return QString::fromStdString(localized(key));
+}
+
+} // namespace
+
+DaemonOnboardingSheet::DaemonOnboardingSheet(std::shared_ptr<DaemonOnboardingView> model, QWidget* parent)
+    : QWidget(parent), model_(std::move(model)), icon_(new QLabel(this)), title_(new QLabel(this)), text_(new QLabel(this)),
+      error_(new QLabel(this)), button_(new QPushButton(this)), progress_(new QProgressBar(this))
+{
+    setObjectName(QStringLiteral("daemonOnboarding"));
+    setFixedWidth(440);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(32, 28, 32, 24);
+    layout->setSpacing(12);
+    icon_->setAlignment(Qt::AlignCenter);
+    title_->setObjectName(QStringLiteral("sheetTitle"));
+    title_->setAlignment(Qt::AlignCenter);
+    title_->setWordWrap(true);
+    text_->setAlignment(Qt::AlignCenter);
+    text_->setWordWrap(true);
+    error_->setObjectName(QStringLiteral("errorText"));
+    error_->setAlignment(Qt::AlignCenter);
+    error_->setWordWrap(true);
+    progress_->setRange(0, 0);
+    progress_->setTextVisible(false);
+    progress_->setFixedHeight(4);
+    button_->setDefault(true);
+    button_->setObjectName(QStringLiteral("primaryButton"));
+    button_->setMinimumWidth(160);
+    layout->addWidget(icon_);
+    layout->addWidget(title_);
+    layout->addWidget(text_);
+    layout->addWidget(error_);
+    layout->addSpacing(6);
+    layout->addWidget(progress_);
+    layout->addWidget(button_, 0, Qt::AlignHCenter);
+
+    connect(button_, &QPushButton::clicked, this, [this] {
+        if (model_->phase.value().kind == DaemonOnboardingPhase::Kind::awaitingApproval)
+            model_->openSettings();
+        else
+            model_->enableNow();
+    });
+    model_->phase.publisher().sink([this](const DaemonOnboardingPhase&) { render(); }).store(cancellables_);
+    model_->isInstalling.publisher().sink([this](const bool&) { render(); }).store(cancellables_);
+}
+
+void DaemonOnboardingSheet::render()
+{
+    const auto phase = model_->phase.value();
+    const bool installing = model_->isInstalling.value();
+    const auto& appearance = TarnelThemeManager::shared().appearance();
+    using Kind = DaemonOnboardingPhase::Kind;
+    const bool done = phase.kind == Kind::completed;
+    icon_->setPixmap(TarnelThemeManager::icon(done ? QStringLiteral("shield-check") : QStringLiteral("shield"),
+                                              done ? QColor(0x2e, 0xa0, 0x4f) : appearance.accent, 56)
+                         .pixmap(56, 56));
+    switch (phase.kind) {
+    case Kind::needsInstall:
+        title_->setText(text("onboarding_install_title"));
+        text_->setText(text("onboarding_install_text"));
+        button_->setText(text("onboarding_install_button"));
+        break;
+    case Kind::awaitingApproval:
+        title_->setText(text("onboarding_approval_title"));
+        text_->setText(text("onboarding_approval_text"));
+        button_->setText(text("onboarding_approval_button"));
+        break;
+    case Kind::completed:
+        title_->setText(text("onboarding_completed_title"));
+        text_->setText(text("onboarding_completed_text"));
+        break;
+    }
+    error_->setVisible(phase.kind == Kind::needsInstall && phase.errorText.has_value());
+    if (phase.errorText)
+        error_->setText(text("onboarding_error_format").arg(QString::fromStdString(*phase.errorText)));
+    button_->setVisible(!done);
+    button_->setEnabled(!(phase.kind == Kind::needsInstall && installing));
+    progress_->setVisible(phase.kind == Kind::needsInstall && installing);
+    adjustSize();
+}
+
+quendal::SheetSize DaemonOnboardingSheet::fittingSize()
+{
+    render();
+    const auto size = sizeHint();
+    return {static_cast<double>(size.width()), static_cast<double>(size.height())};
+}
+
+void DaemonOnboardingSheet::showEvent(QShowEvent* event)
+{
+    QWidget::showEvent(event);
+    model_->appear();
+}
+
+void DaemonOnboardingSheet::hideEvent(QHideEvent* event)
+{
+    QWidget::hideEvent(event);
+    model_->disappear();
+}
+
+} // namespace tarnel::gui

@@ -1,0 +1,163 @@
+#include "Theme/ThemeManager.h"
+
+#include "QuendalFoundation/Logging/AppLogger.h"
+#include "QuendalFoundation/Preferences/Preferences.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QPainter>
+#include <QProcess>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QSvgRenderer>
+
+// The icons live in a static library, whose resources Qt does not register by itself.
+static void registerResources()
+{
+    Q_INIT_RESOURCE(tarnel);
+}
+
+namespace tarnel::gui {
+
+Appearance Appearance::light()
+{
+    return {false,
+            QColor(0xf6, 0xf6, 0xf8),
+            QColor(0xec, 0xec, 0xf0),
+            QColor(0xff, 0xff, 0xff),
+            QColor(0x1d, 0x1d, 0x1f),
+            QColor(0x6e, 0x6e, 0x73),
+            QColor(0x2f, 0x6f, 0xeb),
+            QColor(0xdc, 0xdc, 0xe0),
+            QColor(0xd9, 0xe4, 0xfb)};
+}
+
+Appearance Appearance::darkAppearance()
+{
+    return {true,
+            QColor(0x1e, 0x1e, 0x21),
+            QColor(0x26, 0x26, 0x2a),
+            QColor(0x2c, 0x2c, 0x30),
+            QColor(0xf2, 0xf2, 0xf4),
+            QColor(0x9a, 0x9a, 0xa0),
+            QColor(0x4d, 0x8d, 0xff),
+            QColor(0x3a, 0x3a, 0x40),
+            QColor(0x2d, 0x3f, 0x63)};
+}
+
+TarnelThemeManager& TarnelThemeManager::shared()
+{
+    static TarnelThemeManager manager;
+    return manager;
+}
+
+TarnelThemeManager::TarnelThemeManager() : theme_(quendal::storedTheme(quendal::Preferences::shared()))
+{
+    registerResources();
+    apply();
+}
+
+void TarnelThemeManager::setTheme(quendal::Theme theme)
+{
+    quendal::storeTheme(quendal::Preferences::shared(), theme);
+    theme_ = theme;
+    apply();
+}
+
+bool TarnelThemeManager::isDark(quendal::Theme theme, bool desktopPrefersDark)
+{
+    switch (theme) {
+    case quendal::Theme::light:
+        return false;
+    case quendal::Theme::dark:
+        return true;
+    case quendal::Theme::system:
+        return desktopPrefersDark;
+    }
+    return false;
+}
+
+bool TarnelThemeManager::desktopPrefersDark()
+{
+    if (qEnvironmentVariable("GTK_THEME").contains(QStringLiteral(":dark"), Qt::CaseInsensitive))
+        return true;
+    if (!QStandardPaths::findExecutable(QStringLiteral("gsettings")).isEmpty()) {
+        QProcess gsettings;
+        gsettings.start(QStringLiteral("gsettings"),
+                        {QStringLiteral("get"), QStringLiteral("org.gnome.desktop.interface"), QStringLiteral("color-scheme")});
+        if (gsettings.waitForFinished(1000) && gsettings.exitCode() == 0)
+            return gsettings.readAllStandardOutput().contains("prefer-dark");
+    }
+    const auto kdeglobals = QStandardPaths::locate(QStandardPaths::GenericConfigLocation, QStringLiteral("kdeglobals"));
+    if (!kdeglobals.isEmpty()) {
+        QSettings kde(kdeglobals, QSettings::IniFormat);
+        return kde.value(QStringLiteral("General/ColorScheme")).toString().contains(QStringLiteral("Dark"));
+    }
+    return false;
+}
+
+void TarnelThemeManager::apply()
+{
+    const bool dark = isDark(theme_, theme_ == quendal::Theme::system && desktopPrefersDark());
+    appearance_ = dark ? Appearance::darkAppearance() : Appearance::light();
+    const auto& a = appearance_;
+    QPalette palette;
+    palette.setColor(QPalette::Window, a.window);
+    palette.setColor(QPalette::WindowText, a.text);
+    palette.setColor(QPalette::Base, a.card);
+    palette.setColor(QPalette::AlternateBase, a.sidebar);
+    palette.setColor(QPalette::Text, a.text);
+    palette.setColor(QPalette::Button, a.card);
+    palette.setColor(QPalette::ButtonText, a.text);
+    palette.setColor(QPalette::Highlight, a.accent);
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::PlaceholderText, a.secondaryText);
+    palette.setColor(QPalette::ToolTipBase, a.card);
+    palette.setColor(QPalette::ToolTipText, a.text);
+    palette.setColor(QPalette::Mid, a.separator);
+    palette.setColor(QPalette::Disabled, QPalette::Text, a.secondaryText);
+    palette.setColor(QPalette::Disabled, QPalette::ButtonText, a.secondaryText);
+    palette.setColor(QPalette::Disabled, QPalette::WindowText, a.secondaryText);
+    QApplication::setPalette(palette);
+
+    auto css = [](const QColor& c) { return c.name(QColor::HexRgb); };
+    qApp->setStyleSheet(QStringLiteral(
+        "#sidebar { background: %1; border-right: 1px solid %2; }"
+        "#sidebar QLabel#sectionHeader { color: %3; font-size: 11px; font-weight: 600; padding: 14px 18px 4px 18px; }"
+        "#sidebar QPushButton { text-align: left; border: none; border-radius: 6px; padding: 6px 10px; margin: 1px 8px;"
+        "  color: %4; background: transparent; font-size: 13px; }"
+        "#sidebar QPushButton:hover { background: %2; }"
+        "#sidebar QPushButton:checked { background: %5; color: %4; font-weight: 600; }"
+        "QFrame#card { background: %6; border: 1px solid %2; border-radius: 10px; }"
+        "QLabel#pageTitle { font-size: 22px; font-weight: 700; color: %4; }"
+        "QLabel#sheetTitle { font-size: 17px; font-weight: 700; color: %4; }"
+        "QPushButton#primaryButton { background: %7; color: white; border: none; border-radius: 6px; padding: 6px 18px;"
+        "  font-weight: 600; }"
+        "QPushButton#primaryButton:disabled { background: %2; color: %3; }"
+        "QLabel#sectionTitle { font-size: 13px; font-weight: 600; color: %4; }"
+        "QLabel#note, QLabel#comingSoon { color: %3; }"
+        "QLabel#errorText { color: #d93a2b; }")
+                          .arg(css(a.sidebar), css(a.separator), css(a.secondaryText), css(a.text), css(a.selection),
+                               css(a.card), css(a.accent)));
+    quendal::AppLogger::info(std::string("Theme applied: ") + std::string(quendal::rawValue(theme_)) +
+                             (dark ? " (dark)" : " (light)"));
+}
+
+QIcon TarnelThemeManager::icon(const QString& name, const QColor& color, int size)
+{
+    QSvgRenderer renderer(QStringLiteral(":/icons/%1.svg").arg(name));
+    const qreal ratio = qApp ? qApp->devicePixelRatio() : 1.0;
+    QPixmap pixmap(QSize(size, size) * ratio);
+    pixmap.setDevicePixelRatio(ratio);
+    pixmap.fill(Qt::transparent);
+    if (renderer.isValid()) {
+        QPainter painter(&pixmap);
+        renderer.render(&painter, QRectF(0, 0, size, size));
+        // Recolour the black strokes to the wanted colour.
+        painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+        painter.fillRect(QRectF(0, 0, size, size), color);
+    }
+    return QIcon(pixmap);
+}
+
+} // namespace tarnel::gui

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "QuendalFoundation/Preferences/Theme.h"
+
+#include <QColor>
+#include <QIcon>
+#include <QPalette>
+#include <QString>
+
+namespace tarnel::gui {
+
+// The colours of one appearance, shared by the palette and the style sheet.
+struct Appearance {
+    bool dark = false;
+    QColor window, sidebar, card, text, secondaryText, accent, separator, selection;
+    static Appearance light();
+    static Appearance darkAppearance();
+};
+
+// Applies the stored theme to the whole application: light, dark, or whatever the desktop
+// prefers. Main thread only.
+class TarnelThemeManager {
+public:
+    static TarnelThemeManager& shared();
+
+    quendal::Theme theme() const { return theme_; }
+    // Stores the raw value first, then applies, even when the theme does not change.
+    void setTheme(quendal::Theme theme);
+    void apply();
+
+    const Appearance& appearance() const { return appearance_; }
+    // Whether the desktop asks for dark colours (GNOME's color-scheme, GTK_THEME, KDE's scheme).
+    static bool desktopPrefersDark();
+    static bool isDark(quendal::Theme theme, bool desktopPrefersDark);
+
+    // An icon of the application's assets drawn in `color`.
+    static QIcon icon(const QString& name, const QColor& color, int size = 18);
+
+private:
+    TarnelThemeManager();
+    quendal::Theme theme_;
+    Appearance appearance_ = Appearance::light();
+};
+
+} // namespace tarnel::gui
