@@ -39,11 +39,9 @@ StatsUpdateBatch SubscriptionManager::batchFor(const StatsSubscriptionRequest& r
             continue;
         batch.values.push_back(value);
     }
-    for (const auto& [statistic, indexes] : request.statistics.entries)
-        if (state.services.contains(requiredService(statistic)))
-            carried.insert(requiredService(statistic));
-    // Services asked for directly bring their arrays.
-    for (auto service : request.services) {
+    // A service brings its arrays whether it was asked for directly or through one of its statistics:
+    // the process lists, volumes and temperatures are what those statistics show.
+    for (auto service : servicesOf(request)) {
         if (!state.services.contains(service))
             continue;
         carried.insert(service);

@@ -1,5 +1,6 @@
 #include "Shell/RootScreens.h"
 
+#include "Dashboard/DashboardCards.h"
 #include "Settings/SettingsPage.h"
 
 namespace tarnel::gui {
@@ -9,6 +10,8 @@ QWidget* rootScreen(AppRoute route)
     switch (route) {
     case AppRoute::settings:
         return new SettingsPage;
+    case AppRoute::dashboard:
+        return makeDashboardScreen(DashboardProvider::make());
     default:
         return nullptr;
     }

@@ -124,7 +124,7 @@ TEST(Dashboard, CardsArriveWithTheirDataAndBatteryHealthAboveTheRangeIsHidden)
 {
     VirtualTime time;
     Dashboard d;
-    EXPECT_EQ(d.cardKinds(), (std::vector<std::string>{"storagePlaceholder", "placeholder", "placeholder"}))
+    EXPECT_EQ(d.cardKinds(), (std::vector<std::string>{"storagePlaceholder", "cpuPlaceholder", "ramPlaceholder"}))
         << "before the first batch: no battery card, placeholders for storage, CPU and RAM";
     ASSERT_EQ(d.provider->sections().at(0).identifier, "header");
 

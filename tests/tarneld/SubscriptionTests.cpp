@@ -97,6 +97,23 @@ TEST(Subscriptions, EachSubscriptionGetsItsOwnPaceAndOnlyWhatItAskedFor)
     EXPECT_EQ(time.clock().pendingSleeps(), 0u) << "the tick loop ends with the last subscription";
 }
 
+TEST(Subscriptions, AStatisticBringsTheArraysOfItsService)
+{
+    VirtualTime time;
+    FakeCollector collector;
+    SubscriptionManager manager(time.executor(), {time.clockPointer(), std::ref(collector), nullptr, 60});
+    std::vector<StatsUpdateBatch> batches;
+    auto byStatistic = request({WidgetStatistic::processCPUUsage}, StatisticUpdateFrequency::fast);
+    manager.subscribe(byStatistic, [&](const StatsUpdateBatch& batch) { batches.push_back(batch); return true; }, 1);
+    time.runFor(2.5);
+    ASSERT_EQ(batches.size(), 1u);
+    EXPECT_EQ(batches[0].processUsages.size(), 1u) << "the top-process list is what the statistic shows";
+    EXPECT_EQ(batches[0].services, std::vector<DaemonService>{DaemonService::processCPUUsage});
+    EXPECT_FALSE(batches[0].battery) << "a service nobody asked for stays out";
+    manager.unsubscribe(byStatistic.key());
+    time.run();
+}
+
 TEST(Subscriptions, RenewalsKeepASubscriptionAliveForSixtySeconds)
 {
     VirtualTime time;

@@ -40,9 +40,10 @@ std::string freshIdentifier()
     return UUID::random().text();
 }
 
-CollectionViewCellModel largePlaceholder()
+// The reuse identifier tells the screen which card is waiting.
+CollectionViewCellModel largePlaceholder(std::string reuse)
 {
-    return cell(freshIdentifier(), "placeholder", PlaceholderDeviceOverviewModel{PlaceholderDeviceOverviewModel::Style::large});
+    return cell(freshIdentifier(), std::move(reuse), PlaceholderDeviceOverviewModel{PlaceholderDeviceOverviewModel::Style::large});
 }
 
 } // namespace
@@ -61,7 +62,7 @@ std::shared_ptr<DashboardProvider> DashboardProvider::make()
 {
     auto store = std::make_shared<DashboardDaemonStatsStore>(
         [](std::vector<WidgetStatistic> statistics, StatisticUpdateFrequency frequency) {
-            return StatsClient::shared()->updates(statistics, frequency);
+            return StatsClient::sharedUpdates(statistics, frequency);
         });
     return std::make_shared<DashboardProvider>(Sources{
         store,
@@ -177,7 +178,7 @@ CollectionViewCellModel DashboardProvider::cpuCard() const
     const auto& store = *sources_.statsStore;
     const auto* usage = store.value(WidgetStatistic::cpuUsage);
     if (!usage || !usage->fraction)
-        return largePlaceholder();
+        return largePlaceholder("cpuPlaceholder");
     CPUOverviewModel model;
     model.title = machine::cleanedProcessorName(sources_.systemInventoryStore->snapshot.value().cpu.name);
     model.icon = "cpu";
@@ -215,7 +216,7 @@ CollectionViewCellModel DashboardProvider::ramCard() const
 {
     const auto& store = *sources_.statsStore;
     if (!store.value(WidgetStatistic::memoryPressure))
-        return largePlaceholder();
+        return largePlaceholder("ramPlaceholder");
     auto entry = [&](WidgetStatistic s, const char* key, CardColor color, bool bytes) {
         const auto* v = store.value(s);
         ValueEntry e;

@@ -10,8 +10,7 @@ namespace tarnel {
 std::shared_ptr<Router> Router::shared()
 {
     static const auto router = make([] {
-        return StatsClient::shared()->updates(std::set<DaemonService>{DaemonService::battery},
-                                              StatisticUpdateFrequency::slow);
+        return StatsClient::sharedUpdates(std::set<DaemonService>{DaemonService::battery}, StatisticUpdateFrequency::slow);
     });
     return router;
 }

@@ -9,7 +9,7 @@ template <>
 HardwareCatalogStore::Loader HardwareCatalogStore::daemonLoader()
 {
     return []() -> asio::awaitable<HardwareCatalogSnapshot> {
-        auto client = StatsClient::shared();
+        auto client = StatsClient::required();
         auto request = client->hardwareCatalog();
         auto snapshot = co_await std::move(request);
         co_return snapshot;
@@ -20,7 +20,7 @@ template <>
 SystemInventoryStore::Loader SystemInventoryStore::daemonLoader()
 {
     return []() -> asio::awaitable<SystemInventorySnapshot> {
-        auto client = StatsClient::shared();
+        auto client = StatsClient::required();
         auto request = client->systemInventory();
         auto snapshot = co_await std::move(request);
         co_return snapshot;
@@ -31,7 +31,7 @@ template <>
 DisplayCatalogStore::Loader DisplayCatalogStore::daemonLoader()
 {
     return []() -> asio::awaitable<DisplayCatalogSnapshot> {
-        auto client = StatsClient::shared();
+        auto client = StatsClient::required();
         auto request = client->displayCatalog();
         auto snapshot = co_await std::move(request);
         co_return snapshot;

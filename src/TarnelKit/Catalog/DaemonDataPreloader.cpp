@@ -46,10 +46,10 @@ std::shared_ptr<DaemonDataPreloader> DaemonDataPreloader::shared()
         SystemInventoryStore::shared(),
         DisplayCatalogStore::shared(),
         [](std::vector<WidgetStatistic> statistics, StatisticUpdateFrequency frequency) {
-            return StatsClient::shared()->updates(statistics, frequency);
+            return StatsClient::sharedUpdates(statistics, frequency);
         },
         [](std::set<DaemonService> services, StatisticUpdateFrequency frequency) {
-            return StatsClient::shared()->updates(services, frequency);
+            return StatsClient::sharedUpdates(services, frequency);
         },
     });
     return preloader;

@@ -177,6 +177,42 @@ asio::awaitable<StatsStreamAttemptResult> StatsClient::classify(std::exception_p
     co_return StatsStreamAttemptResult{fallback, reason};
 }
 
+std::shared_ptr<StatsClient> StatsClient::required()
+{
+    auto client = shared();
+    if (!client)
+        throw std::logic_error("No statistics client was set up for this process");
+    return client;
+}
+
+namespace {
+
+template <class What>
+quendal::AsyncStream<StatsUpdateBatch> updatesOfShared(const What& what, StatisticUpdateFrequency frequency)
+{
+    try {
+        return StatsClient::required()->updates(what, frequency);
+    } catch (...) {
+        auto [stream, continuation] = quendal::AsyncStream<StatsUpdateBatch>::make();
+        continuation.finish(std::current_exception());
+        return stream;
+    }
+}
+
+} // namespace
+
+quendal::AsyncStream<StatsUpdateBatch> StatsClient::sharedUpdates(const std::vector<WidgetStatistic>& statistics,
+                                                                  StatisticUpdateFrequency frequency)
+{
+    return updatesOfShared(statistics, frequency);
+}
+
+quendal::AsyncStream<StatsUpdateBatch> StatsClient::sharedUpdates(const std::set<DaemonService>& services,
+                                                                  StatisticUpdateFrequency frequency)
+{
+    return updatesOfShared(services, frequency);
+}
+
 quendal::AsyncStream<StatsUpdateBatch> StatsClient::updates(const std::vector<WidgetStatistic>& statistics,
                                                             StatisticUpdateFrequency frequency)
 {

@@ -47,6 +47,13 @@ public:
 
     static std::shared_ptr<StatsClient> shared();
     static void setShared(std::shared_ptr<StatsClient> client);
+    // The shared client; throws std::logic_error when the process set none up.
+    static std::shared_ptr<StatsClient> required();
+    // A stream of the shared client, or one that ends at once with that error.
+    static quendal::AsyncStream<StatsUpdateBatch> sharedUpdates(const std::vector<WidgetStatistic>& statistics,
+                                                                StatisticUpdateFrequency frequency);
+    static quendal::AsyncStream<StatsUpdateBatch> sharedUpdates(const std::set<DaemonService>& services,
+                                                                StatisticUpdateFrequency frequency);
     // A client of the statistics endpoint `identifier` in this process's usual environment.
     static std::shared_ptr<StatsClient> make(const std::string& identifier, xpc::ServiceEndpoint endpoint,
                                              bool isMainApplication);
