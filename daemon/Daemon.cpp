@@ -3,6 +3,7 @@
 #include "PidFileLock.h"
 #include "Privileged/PrivilegedService.h"
 #include "Statistics/StatsService.h"
+#include "Catalog/HardwareCatalogCollector.h"
 #include "Catalog/SystemInventoryCollector.h"
 
 #include "TarnelFoundation/Identity/MonitorAppIdentity.h"
@@ -69,6 +70,17 @@ void Daemon::start()
                          [root = options_.systemRoot](xpc::RequestContext) -> asio::awaitable<SystemInventorySnapshot> {
                              auto reading = quendal::inBackground([root] {
                                  return SystemInventoryCollector(platform::SystemRoot(root)).collect();
+                             });
+                             co_return co_await std::move(reading);
+                         });
+    xpc::registerHandler(*statistics_, xpc::Routes::hardwareCatalog,
+                         [root = options_.systemRoot](xpc::RequestContext) -> asio::awaitable<HardwareCatalogSnapshot> {
+                             auto reading = quendal::inBackground([root] {
+                                 const platform::SystemRoot system(root);
+                                 auto smart = system.root() == "/" ? std::make_shared<const SmartctlProbe>() : nullptr;
+                                 return HardwareCatalogCollector(system, std::make_shared<platform::StatvfsFileSystemStatistics>(),
+                                                                 platform::PciIdDatabase::find(system.root()), smart)
+                                     .collect();
                              });
                              co_return co_await std::move(reading);
                          });

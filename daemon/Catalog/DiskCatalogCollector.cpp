@@ -1,5 +1,7 @@
 #include "Catalog/DiskCatalogCollector.h"
 
+#include "Platform/Statistics/TextParsing.h"
+
 #include "Platform/Statistics/MountInfoReader.h"
 
 #include <charconv>
@@ -35,8 +37,15 @@ HardwareStorageCatalog DiskCatalogCollector::collect() const
     std::map<std::string, std::size_t> byName;       // kernel name to index in disks
     std::map<std::string, std::string> byDeviceNumber; // "major:minor" to kernel name
 
-    auto read = [&](const std::filesystem::path& base, const char* attribute) {
-        return SystemRoot::readAttribute(base / attribute);
+    // SCSI attributes are padded with blanks ("ATA     "); what is left may be nothing.
+    auto read = [&](const std::filesystem::path& base, const char* attribute) -> std::optional<std::string> {
+        auto value = SystemRoot::readAttribute(base / attribute);
+        if (!value)
+            return std::nullopt;
+        auto trimmed = std::string(platform::text::trim(*value));
+        if (trimmed.empty())
+            return std::nullopt;
+        return trimmed;
     };
     auto add = [&](HardwareDiskCatalogItem item, const std::filesystem::path& base) {
         if (auto dev = read(base, "dev"))

@@ -1,5 +1,11 @@
 #include "Statistics/StatisticsCollector.h"
 
+#include "Catalog/DiskCatalogCollector.h"
+#include "Catalog/GraphicsCatalog.h"
+#include "Statistics/SensorReadings.h"
+#include "Statistics/SmartHealth.h"
+
+#include "Platform/Hardware/HwmonReader.h"
 #include "Platform/Statistics/CpuUsage.h"
 #include "Platform/Statistics/DiskRates.h"
 #include "Platform/Statistics/FileSystemStatistics.h"
@@ -182,6 +188,12 @@ CollectedState StatisticsCollector::collect(const std::set<DaemonService>& servi
         guarded([&] { collectPower(state, at); });
     if (services.contains(DaemonService::networkService))
         guarded([&] { collectNetwork(state, at); });
+    if (services.contains(DaemonService::sensors))
+        guarded([&] { collectSensors(state, at); });
+    if (services.contains(DaemonService::gpuUsage) || services.contains(DaemonService::gpuStatistics))
+        guarded([&] { collectGraphics(state, at); });
+    if (services.contains(DaemonService::storageSmart))
+        guarded([&] { collectSmart(state, at); });
     return state;
 }
 
@@ -435,6 +447,91 @@ void StatisticsCollector::collectNetwork(CollectedState& state, Date at)
                                 fmt::format("{} ({})", ns.name.value_or(i.name), *ns.localIP), at});
         ++serviceIndex;
     }
+}
+
+void StatisticsCollector::collectSensors(CollectedState& state, Date at)
+{
+    auto readings = SensorReadings::from(platform::HwmonReader(root_).read(), at);
+    auto values = readings.values();
+    state.values.insert(state.values.end(), values.begin(), values.end());
+    state.arrays.temperatures = std::move(readings.temperatures);
+    state.arrays.fans = std::move(readings.fans);
+}
+
+void StatisticsCollector::collectGraphics(CollectedState& state, Date at)
+{
+    platform::GraphicsDeviceReader reader(root_);
+    if (!graphics_) {
+        auto devices = reader.devices();
+        auto items = graphicsCatalog(devices, platform::PciIdDatabase::find(root_.root()));
+        graphics_.emplace();
+        for (std::size_t i = 0; i < devices.size(); ++i)
+            graphics_->push_back({std::move(devices[i]), std::move(items[i])});
+    }
+    auto fraction = [](std::optional<double> part, std::optional<double> whole) -> std::optional<double> {
+        if (!part || !whole || *whole <= 0)
+            return std::nullopt;
+        return std::clamp(*part / *whole, 0.0, 1.0);
+    };
+    for (const auto& [device, item] : *graphics_) {
+        const auto sample = reader.sample(device);
+        StatsGPUUsageSnapshot usage;
+        usage.index = item.index;
+        usage.identifier = item.identifier;
+        usage.name = item.name;
+        usage.usageFraction = sample.busyFraction;
+        if (sample.vramUsedBytes)
+            usage.memoryUsedBytes = static_cast<double>(*sample.vramUsedBytes);
+        usage.memoryUsedFraction =
+            fraction(usage.memoryUsedBytes, device.vramTotalBytes ? std::optional<double>(static_cast<double>(*device.vramTotalBytes))
+                                                                  : std::nullopt);
+        usage.coreClockUsedFraction = fraction(sample.coreClockMHz, device.maximumCoreClockMHz);
+        usage.memoryClockUsedFraction = fraction(sample.memoryClockMHz, device.maximumMemoryClockMHz);
+        usage.temperatureCelsius = sample.temperatureCelsius;
+        usage.powerWatts = sample.powerWatts;
+        usage.updatedAt = at;
+        using W = WidgetStatistic;
+        const auto index = item.index;
+        if (usage.usageFraction)
+            state.values.push_back(fractionValue(W::gpuUsage, index, *usage.usageFraction, at));
+        if (usage.temperatureCelsius)
+            state.values.push_back({W::gpuTemperature, index, *usage.temperatureCelsius, *usage.temperatureCelsius / 100.0,
+                                    std::nullopt, at});
+        if (usage.memoryUsedBytes)
+            state.values.push_back({W::gpuMemoryUsage, index, *usage.memoryUsedBytes, usage.memoryUsedFraction,
+                                    std::nullopt, at});
+        if (sample.coreClockMHz)
+            state.values.push_back({W::gpuCoreClock, index, *sample.coreClockMHz, usage.coreClockUsedFraction,
+                                    std::nullopt, at});
+        if (sample.memoryClockMHz)
+            state.values.push_back({W::gpuMemoryClock, index, *sample.memoryClockMHz, usage.memoryClockUsedFraction,
+                                    std::nullopt, at});
+        if (usage.powerWatts)
+            state.values.push_back({W::gpuPowerUsage, index, *usage.powerWatts, std::nullopt, std::nullopt, at});
+        state.arrays.gpuUsages.push_back(std::move(usage));
+    }
+}
+
+void StatisticsCollector::collectSmart(CollectedState& state, Date at)
+{
+    if (!smart_ || !smart_->isAvailable())
+        return;
+    // smartctl wakes and queries every drive; the data moves slowly, so a reading lasts a while.
+    const auto now = now_();
+    if (smartCache_ && now - smartCache_->first < smartLifetime) {
+        state.arrays.storageSmartReports = smartCache_->second;
+        return;
+    }
+    static const auto statistics = std::make_shared<platform::StatvfsFileSystemStatistics>();
+    const auto catalog = DiskCatalogCollector(root_, statistics).collect();
+    for (const auto& disk : catalog.disks) {
+        if (disk.kind != HardwareDiskKind::drive || !disk.smartCapable)
+            continue;
+        auto report = smart_->read("/dev/" + disk.identifier);
+        if (report && report->hasHealthData())
+            state.arrays.storageSmartReports.push_back(judgeSmartReport(disk.identifier, *report, at));
+    }
+    smartCache_.emplace(now, state.arrays.storageSmartReports);
 }
 
 } // namespace tarnel::daemon

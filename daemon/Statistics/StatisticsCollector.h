@@ -2,6 +2,11 @@
 
 #include "TarnelFoundation/Statistics/StatsSnapshots.h"
 
+#include "Statistics/SmartctlProbe.h"
+
+#include "TarnelFoundation/Catalog/HardwareCatalog.h"
+
+#include "Platform/Hardware/GraphicsDeviceReader.h"
 #include "Platform/Statistics/CpuTimesReader.h"
 #include "Platform/Statistics/DiskStatsReader.h"
 #include "Platform/Statistics/EnergyCounterReader.h"
@@ -37,6 +42,8 @@ public:
     explicit StatisticsCollector(platform::SystemRoot root = {}, Now now = &std::chrono::steady_clock::now);
 
     CollectedState collect(const std::set<DaemonService>& services);
+    // Where S.M.A.R.T. data comes from; none means no reports.
+    void setSmartProbe(std::shared_ptr<const SmartctlProbe> probe) { smart_ = std::move(probe); }
 
     static constexpr std::size_t topProcessCount = 5;
 
@@ -49,6 +56,9 @@ private:
     void collectBattery(CollectedState& state, Date at);
     void collectPower(CollectedState& state, Date at);
     void collectNetwork(CollectedState& state, Date at);
+    void collectSensors(CollectedState& state, Date at);
+    void collectGraphics(CollectedState& state, Date at);
+    void collectSmart(CollectedState& state, Date at);
     double secondsSince(std::optional<std::chrono::steady_clock::time_point>& last);
 
     platform::SystemRoot root_;
@@ -61,6 +71,15 @@ private:
     std::optional<std::chrono::steady_clock::time_point> lastDiskTime_;
     std::optional<std::vector<platform::EnergyCounter>> lastEnergy_;
     std::optional<std::chrono::steady_clock::time_point> lastEnergyTime_;
+    // Devices and their names do not change while the daemon runs; the database is read once.
+    struct GraphicsEntry {
+        platform::GraphicsDevice device;
+        HardwareGPUCatalogItem item;
+    };
+    std::optional<std::vector<GraphicsEntry>> graphics_;
+    std::shared_ptr<const SmartctlProbe> smart_;
+    static constexpr std::chrono::minutes smartLifetime{5};
+    std::optional<std::pair<std::chrono::steady_clock::time_point, std::vector<StatsStorageSmartReportSnapshot>>> smartCache_;
 };
 
 } // namespace tarnel::daemon

@@ -6,7 +6,7 @@
 namespace tarnel::daemon {
 
 StatsService::StatsService(quendal::Executor executor, platform::SystemRoot root, SubscriptionManager::Logger log)
-    : collector_(std::make_shared<StatisticsCollector>(std::move(root))),
+    : collector_(std::make_shared<StatisticsCollector>(root)),
       subscriptions_(std::move(executor),
                      SubscriptionManager::Options{quendal::Runtime::shared().clockPointer(),
                                                   [collector = collector_](const std::set<DaemonService>& services) {
@@ -14,6 +14,9 @@ StatsService::StatsService(quendal::Executor executor, platform::SystemRoot root
                                                   },
                                                   std::move(log), 60})
 {
+    // Drives are only asked on the real machine; a recorded tree has no devices behind it.
+    if (root.root() == "/")
+        collector_->setSmartProbe(std::make_shared<SmartctlProbe>());
 }
 
 void StatsService::registerRoutes(xpc::XPCServer& server)
