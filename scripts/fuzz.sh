@@ -1,22 +1,42 @@
 #!/usr/bin/env bash
-# Builds the frame decoder fuzzer with clang and libFuzzer and runs it.
-# Usage: scripts/fuzz.sh [seconds]   (default 600)
+# Builds a fuzz target with clang and libFuzzer and runs it.
+# Usage: scripts/fuzz.sh [frame|edid] [seconds]   (default: frame, 600 s; "scripts/fuzz.sh 60" still means frame)
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
+target=frame
+if [[ $# -gt 0 && ! "$1" =~ ^[0-9]+$ ]]; then
+  target="$1"
+  shift
+fi
 seconds="${1:-600}"
-out="${TARNEL_FUZZ_DIR:-$root/build-fuzz}"
-mkdir -p "$out/corpus"
+out="${TARNEL_FUZZ_DIR:-$root/build-fuzz}/$target"
 command -v clang++ >/dev/null || { echo "clang++ is needed: apt-get install clang libclang-rt-dev" >&2; exit 1; }
-sources=(
-  "$root/fuzz/FrameDecoderFuzzer.cpp"
-  "$root/src/TarnelFoundation/Codec/Value.cpp"
-  "$root/src/TarnelXPC/Wire/ValueCoding.cpp"
-  "$root/src/TarnelXPC/Envelope.cpp"
-  "$root/src/TarnelXPC/XPCError.cpp"
-  "$root/src/TarnelXPC/XPCRoute.cpp"
-)
+case "$target" in
+  frame)
+    sources=(
+      "$root/fuzz/FrameDecoderFuzzer.cpp"
+      "$root/src/TarnelFoundation/Codec/Value.cpp"
+      "$root/src/TarnelXPC/Wire/ValueCoding.cpp"
+      "$root/src/TarnelXPC/Envelope.cpp"
+      "$root/src/TarnelXPC/XPCError.cpp"
+      "$root/src/TarnelXPC/XPCRoute.cpp"
+    )
+    seeds="$root/fuzz/corpus"
+    max_len=65536
+    ;;
+  edid)
+    sources=("$root/fuzz/EdidFuzzer.cpp" "$root/src/Platform/Display/Edid.cpp")
+    seeds="$root/fuzz/corpus-edid"
+    max_len=1024
+    ;;
+  *)
+    echo "unknown fuzz target '$target': frame or edid" >&2
+    exit 2
+    ;;
+esac
+mkdir -p "$out/corpus"
 clang++ -std=c++20 -O1 -g -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=undefined \
-  -I"$root/src" "${sources[@]}" -lfmt -o "$out/frame-decoder-fuzzer"
-cp -n "$root"/fuzz/corpus/* "$out/corpus/" 2>/dev/null || true
-exec "$out/frame-decoder-fuzzer" -max_total_time="$seconds" -timeout=5 -rss_limit_mb=2048 \
-  -max_len=65536 -artifact_prefix="$out/" "$out/corpus"
+  -I"$root/src" "${sources[@]}" -lfmt -o "$out/fuzzer"
+cp -n "$seeds"/* "$out/corpus/" 2>/dev/null || true
+exec "$out/fuzzer" -max_total_time="$seconds" -timeout=5 -rss_limit_mb=2048 \
+  -max_len="$max_len" -artifact_prefix="$out/" "$out/corpus"
