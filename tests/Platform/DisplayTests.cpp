@@ -54,28 +54,20 @@ TEST(Edid, DecodesIdentityDateSizeNamesAndTheTimingsOfExtensions)
     EXPECT_EQ(info->serialNumber, 0x4C4A3532u);
     EXPECT_EQ(info->manufactureWeek, 12u);
     EXPECT_EQ(info->manufactureYear, 2021u);
-    EXPECT_FALSE(info->modelYear);
     EXPECT_EQ(info->version * 10 + info->revision, 13u);
     EXPECT_FALSE(info->bitsPerColor); // only 1.4 states a depth
     EXPECT_EQ(info->widthCentimeters, 53u);
-    EXPECT_EQ(info->heightCentimeters, 30u);
     EXPECT_EQ(info->monitorName, "DELL P2419H");
     EXPECT_EQ(info->serialText, "7T4XD83");
     // The base block's timing first, then the CTA extension's two.
     ASSERT_EQ(info->timings.size(), 3u);
-    EXPECT_EQ(info->preferredTiming(), &info->timings[0]);
     EXPECT_EQ(info->timings[0].width(), 1920u);
-    EXPECT_EQ(info->timings[0].height(), 1080u);
-    EXPECT_EQ(info->timings[0].pixelClockKilohertz, 148500u);
     EXPECT_DOUBLE_EQ(*info->timings[0].refreshRate(), 60.0);
-    EXPECT_EQ(info->timings[1].width(), 1280u);
     EXPECT_DOUBLE_EQ(*info->timings[1].refreshRate(), 60.0);
     EXPECT_DOUBLE_EQ(*info->timings[2].refreshRate(), 50.0);
-    EXPECT_EQ(info->timings[0].imageWidthMillimeters, 527u);
 
     const auto panel = parseEdid(fixtureEdid("laptop", "card0-eDP-1"));
     ASSERT_TRUE(panel);
-    EXPECT_EQ(panel->vendorID, "BOE");
     EXPECT_FALSE(panel->serialNumber);   // written as 0
     EXPECT_FALSE(panel->monitorName);    // panels carry unspecified text (0xFE) only
     EXPECT_EQ(panel->bitsPerColor, 8u);
@@ -87,7 +79,6 @@ TEST(Edid, FieldRulesOfTheBaseBlock)
     const auto modelYear = panelWith({{16, 0xFF}, {17, 32}});
     EXPECT_EQ(modelYear.modelYear, 2022u);
     EXPECT_FALSE(modelYear.manufactureYear);
-    EXPECT_FALSE(modelYear.manufactureWeek);
 
     const auto noWeek = panelWith({{16, 0}});
     EXPECT_EQ(noWeek.manufactureYear, 2020u);
@@ -179,25 +170,19 @@ TEST(DrmConnectorReader, ReadsTheRecordedMachines)
     ASSERT_EQ(laptop.size(), 3u);
     EXPECT_EQ(laptop[0].name, "card0-DP-1");
     EXPECT_FALSE(laptop[0].isConnected());
-    EXPECT_EQ(laptop[0].enabled, false);
     EXPECT_TRUE(laptop[0].edid.empty());
-    EXPECT_TRUE(laptop[0].modes.empty());
 
     const auto& hdmi = laptop[1];
-    EXPECT_EQ(hdmi.type, "HDMI-A");
     EXPECT_EQ(hdmi.connectorID, 103u);
     EXPECT_EQ(hdmi.edid.size(), 256u);
     ASSERT_EQ(hdmi.modes.size(), 7u);
     EXPECT_TRUE(hdmi.modes[2].interlaced);
-    EXPECT_FALSE(hdmi.isInternal());
     EXPECT_FALSE(hdmi.backlight);
 
     const auto& panel = laptop[2];
     EXPECT_EQ(panel.name, "card0-eDP-1");
     EXPECT_TRUE(panel.isInternal());
-    EXPECT_TRUE(panel.isConnected());
     EXPECT_EQ(panel.enabled, true);
-    EXPECT_EQ(panel.dpms, "On");
     ASSERT_TRUE(panel.backlight);
     EXPECT_EQ(panel.backlight->name, "intel_backlight");
     EXPECT_DOUBLE_EQ(*panel.backlight->fraction(), 0.75);
