@@ -3,6 +3,7 @@
 #include "PidFileLock.h"
 #include "Privileged/PrivilegedService.h"
 #include "Statistics/StatsService.h"
+#include "Catalog/DisplayCatalogCollector.h"
 #include "Catalog/HardwareCatalogCollector.h"
 #include "Catalog/SystemInventoryCollector.h"
 
@@ -23,6 +24,16 @@ xpc::ServiceEndpoint endpointFor(const DaemonOptions& options, const std::string
     if (options.socketDirectory)
         return xpc::ServiceEndpoint::at(name, *options.socketDirectory / (name + ".sock"));
     return options.session ? xpc::ServiceEndpoint::session(name) : xpc::ServiceEndpoint::system(name);
+}
+
+// A route without a message whose answer is read on a background thread.
+template <class Snapshot, class Route, class Read>
+void serveInBackground(xpc::XPCServer& server, const Route& route, Read read)
+{
+    xpc::registerHandler(server, route, [read](xpc::RequestContext) -> asio::awaitable<Snapshot> {
+        auto reading = quendal::inBackground(read);
+        co_return co_await std::move(reading);
+    });
 }
 
 } // namespace
@@ -66,24 +77,18 @@ void Daemon::start()
     statisticsOptions.connectionClosed = [this](std::uint64_t id) { statsService_->connectionClosed(id); };
     statistics_ = std::make_unique<xpc::XPCServer>(statisticsEndpoint_, executor_, statisticsOptions);
     statsService_->registerRoutes(*statistics_);
-    xpc::registerHandler(*statistics_, xpc::Routes::systemInventory,
-                         [root = options_.systemRoot](xpc::RequestContext) -> asio::awaitable<SystemInventorySnapshot> {
-                             auto reading = quendal::inBackground([root] {
-                                 return SystemInventoryCollector(platform::SystemRoot(root)).collect();
-                             });
-                             co_return co_await std::move(reading);
-                         });
-    xpc::registerHandler(*statistics_, xpc::Routes::hardwareCatalog,
-                         [root = options_.systemRoot](xpc::RequestContext) -> asio::awaitable<HardwareCatalogSnapshot> {
-                             auto reading = quendal::inBackground([root] {
-                                 const platform::SystemRoot system(root);
-                                 auto smart = system.root() == "/" ? std::make_shared<const SmartctlProbe>() : nullptr;
-                                 return HardwareCatalogCollector(system, std::make_shared<platform::StatvfsFileSystemStatistics>(),
-                                                                 platform::PciIdDatabase::find(system.root()), smart)
-                                     .collect();
-                             });
-                             co_return co_await std::move(reading);
-                         });
+    // Catalogues read many files and may run smartctl: never on the loop that serves the streams.
+    const platform::SystemRoot system(options_.systemRoot);
+    serveInBackground<SystemInventorySnapshot>(*statistics_, xpc::Routes::systemInventory,
+                                               [system] { return SystemInventoryCollector(system).collect(); });
+    serveInBackground<HardwareCatalogSnapshot>(*statistics_, xpc::Routes::hardwareCatalog, [system] {
+        auto smart = system.root() == "/" ? std::make_shared<const SmartctlProbe>() : nullptr;
+        return HardwareCatalogCollector(system, std::make_shared<platform::StatvfsFileSystemStatistics>(),
+                                        platform::PciIdDatabase::find(system.root()), std::move(smart))
+            .collect();
+    });
+    serveInBackground<DisplayCatalogSnapshot>(*statistics_, xpc::Routes::displayCatalog,
+                                              [system] { return DisplayCatalogCollector(system).collect(); });
     registerCommonRoutes(*privileged_);
     registerCommonRoutes(*statistics_);
 
