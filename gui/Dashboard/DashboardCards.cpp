@@ -10,7 +10,9 @@
 #include <QFrame>
 #include <QGridLayout>
 #include <QHBoxLayout>
+#include <QHash>
 #include <QLabel>
+#include <QPainter>
 #include <QVBoxLayout>
 
 namespace tarnel::gui {
@@ -42,7 +44,7 @@ QColor colorOf(CardColor color)
     return a.text;
 }
 
-QIcon themedIcon(const std::string& name, const QString& fallback)
+QIcon lookUpIcon(const std::string& name, const QString& fallback)
 {
     if (!name.empty()) {
         if (name.front() == '/') {
@@ -56,6 +58,38 @@ QIcon themedIcon(const std::string& name, const QString& fallback)
     }
     return TarnelThemeManager::icon(fallback, TarnelThemeManager::shared().appearance().secondaryText, 16);
 }
+
+// Process icons come from the icon theme, whose lookups touch the file system; the same few
+// processes come back every two seconds.
+QIcon themedIcon(const std::string& name, const QString& fallback)
+{
+    static QHash<QString, QIcon> found;
+    const auto key = qs(name) + QLatin1Char('|') + fallback;
+    if (auto it = found.constFind(key); it != found.constEnd())
+        return *it;
+    auto icon = lookUpIcon(name, fallback);
+    found.insert(key, icon);
+    return icon;
+}
+
+// A coloured legend dot, painted rather than styled: a style sheet per label is slow to apply.
+class Dot : public QWidget {
+public:
+    Dot(QColor color, QWidget* parent) : QWidget(parent), color_(color) { setFixedSize(8, 8); }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(color_);
+        painter.drawEllipse(rect());
+    }
+
+private:
+    QColor color_;
+};
 
 struct Card {
     QFrame* frame;
@@ -111,10 +145,7 @@ QHBoxLayout* row(const QString& title, const QString& value, QWidget* parent, co
         line->addWidget(glyph);
     }
     if (dot) {
-        auto* mark = new QLabel(parent);
-        mark->setFixedSize(8, 8);
-        mark->setStyleSheet(QStringLiteral("background: %1; border-radius: 4px;").arg(dot->name()));
-        line->addWidget(mark);
+        line->addWidget(new Dot(*dot, parent));
     }
     auto* name = new QLabel(title, parent);
     name->setTextInteractionFlags(Qt::NoTextInteraction);

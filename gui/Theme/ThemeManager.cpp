@@ -9,6 +9,7 @@
 #include <QProcess>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QHash>
 #include <QSvgRenderer>
 
 // The icons live in a static library, whose resources Qt does not register by itself.
@@ -145,8 +146,21 @@ void TarnelThemeManager::apply()
 
 QIcon TarnelThemeManager::icon(const QString& name, const QColor& color, int size)
 {
-    QSvgRenderer renderer(QStringLiteral(":/icons/%1.svg").arg(name));
+    // Cards are rebuilt on every update; parsing and rendering the same SVG each time would
+    // cost more than the rest of the rebuild. Main thread only, like every widget.
+    static QHash<QString, QIcon> rendered;
     const qreal ratio = qApp ? qApp->devicePixelRatio() : 1.0;
+    const auto key = QStringLiteral("%1|%2|%3|%4").arg(name, color.name(QColor::HexArgb)).arg(size).arg(ratio);
+    if (auto found = rendered.constFind(key); found != rendered.constEnd())
+        return *found;
+    QIcon made = renderIcon(name, color, size, ratio);
+    rendered.insert(key, made);
+    return made;
+}
+
+QIcon TarnelThemeManager::renderIcon(const QString& name, const QColor& color, int size, qreal ratio)
+{
+    QSvgRenderer renderer(QStringLiteral(":/icons/%1.svg").arg(name));
     QPixmap pixmap(QSize(size, size) * ratio);
     pixmap.setDevicePixelRatio(ratio);
     pixmap.fill(Qt::transparent);

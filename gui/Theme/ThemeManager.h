@@ -37,6 +37,7 @@ public:
     static QIcon icon(const QString& name, const QColor& color, int size = 18);
 
 private:
+    static QIcon renderIcon(const QString& name, const QColor& color, int size, qreal ratio);
     TarnelThemeManager();
     quendal::Theme theme_;
     Appearance appearance_ = Appearance::light();
