@@ -139,9 +139,15 @@ HardwareStorageCatalog DiskCatalogCollector::collect() const
             continue;
         if (item.identifier.starts_with("dm-"))
             item.parentIdentifier = slaves.front();
-        for (const auto& slave : slaves)
-            if (auto it = byName.find(slave); it != byName.end() && item.identifier.starts_with("dm-"))
+        for (const auto& slave : slaves) {
+            auto it = byName.find(slave);
+            if (it == byName.end())
+                continue;
+            if (item.identifier.starts_with("dm-"))
                 catalog.disks[it->second].childIdentifiers.push_back(item.identifier);
+            else if (!catalog.disks[it->second].content)
+                catalog.disks[it->second].content = "linux_raid_member"; // so the set stands for its members
+        }
     }
     // Mounts: the first mount of each device is its mount point.
     try {

@@ -290,3 +290,35 @@ TEST(HardwareCatalog, SensorsGraphicsAndSmartServicesOnTheDesktop)
     ASSERT_EQ(vm.arrays.gpuUsages.size(), 1u);
     EXPECT_FALSE(vm.arrays.gpuUsages[0].usageFraction);
 }
+
+TEST(HardwareCatalog, AWorkstationWithTwoDisksInARaidSetAndAnNvidiaCard)
+{
+    const auto workstation = catalogOf("workstation");
+    std::vector<std::string> drives;
+    for (const auto& drive : workstation.storage.physicalDrives())
+        drives.push_back(drive.identifier);
+    EXPECT_EQ(drives, std::vector<std::string>{"md0"}) << "the set stands for its members";
+    const auto* raid = workstation.storage.disk("md0");
+    ASSERT_TRUE(raid);
+    EXPECT_EQ(raid->protocolName, "Linux Software RAID");
+    EXPECT_EQ(raid->mountPoint, "/");
+    EXPECT_EQ(workstation.storage.disk("sda")->vendor, "ATA");
+    EXPECT_EQ(workstation.storage.disk("sdb")->driveKind, HardwareDriveKind::rotational);
+    EXPECT_EQ(workstation.storage.physicalDrive(*workstation.storage.disk("sda1"))->identifier, "sda");
+
+    ASSERT_EQ(workstation.gpus.size(), 1u);
+    const auto& geforce = workstation.gpus[0];
+    EXPECT_EQ(geforce.name, "NVIDIA GeForce RTX 3060 Lite Hash Rate");
+    EXPECT_EQ(geforce.family, "GA106");
+    EXPECT_EQ(geforce.kind, HardwareGPUKind::discrete);
+    EXPECT_EQ(geforce.driverBundle, "nvidia");
+    EXPECT_TRUE(geforce.supportsAudio);
+    EXPECT_EQ(geforce.subvendor, "Gigabyte Technology") << "the maker without its legal suffix";
+    EXPECT_FALSE(geforce.subsystem) << "a board the database does not list";
+    EXPECT_FALSE(geforce.vramBytes) << "the proprietary driver says nothing through sysfs";
+    std::vector<WidgetStatistic> families;
+    for (const auto& sensor : workstation.temperatureSensors)
+        families.push_back(sensor.statistic);
+    EXPECT_EQ(families, (std::vector<WidgetStatistic>{W::storageTemperatureSensor, W::storageTemperatureSensor,
+                                                      W::cpuTemperatureSensor}));
+}

@@ -130,7 +130,7 @@ std::string shortVendorName(std::uint16_t vendor, const std::optional<std::strin
         name.erase(bracket);
     for (bool trimmed = true; trimmed;) {
         trimmed = false;
-        for (std::string_view suffix : {",", " Inc.", " Inc", " Corporation", " Corp.", " Co.", " Ltd.", " GmbH", " AG"})
+        for (std::string_view suffix : {",", " Inc.", " Inc", " Corporation", " Corp.", " Co.", " Ltd.", " Ltd", " GmbH", " AG"})
             if (name.ends_with(suffix)) {
                 name.erase(name.size() - suffix.size());
                 trimmed = true;
