@@ -2,7 +2,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace tarnel::codec {
@@ -134,7 +136,7 @@ void Decoder::fail(const std::string& what) const
 std::string Decoder::path() const
 {
     std::string out;
-    for (const auto& segment : path_) {
+    for (const auto& segment : std::span(path_).first(std::min(depth_, pathCapacity))) {
         if (!segment.key) {
             out += "[" + std::to_string(segment.index) + "]";
             continue;
@@ -143,6 +145,8 @@ std::string Decoder::path() const
             out += '.';
         out += segment.key;
     }
+    if (depth_ > pathCapacity)
+        out += "…";
     return out;
 }
 
@@ -152,6 +156,103 @@ const Value* findKey(const Value::Dictionary& entries, std::string_view key)
         if (entry.first == key)
             return &entry.second;
     return nullptr;
+}
+
+const Value* findKey(const Value::Dictionary& entries, std::string_view key, std::size_t& hint)
+{
+    if (hint < entries.size() && entries[hint].first == key)
+        return &entries[hint++].second;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (entries[i].first == key) {
+            hint = i + 1;
+            return &entries[i].second;
+        }
+    }
+    return nullptr;
+}
+
+void failKind(Decoder& decoder, Value::Kind wanted, Value::Kind found)
+{
+    decoder.fail(std::string("expected ") + kindName(wanted) + ", found " + kindName(found));
+}
+
+NameIndex::NameIndex(std::span<const std::string_view> names) : names_(names)
+{
+    std::size_t size = 8;
+    while (size < names.size() * 4)
+        size *= 2;
+    slots_.assign(size, 0);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        auto slot = hash(names[i]) & (size - 1);
+        while (slots_[slot] != 0)
+            slot = (slot + 1) & (size - 1);
+        slots_[slot] = static_cast<std::uint16_t>(i + 1);
+    }
+}
+
+// The length and the first and last eight bytes tell case names apart well enough.
+std::size_t NameIndex::hash(std::string_view name)
+{
+    std::uint64_t head = 0;
+    std::uint64_t tail = 0;
+    if (name.size() >= 8) {
+        std::memcpy(&head, name.data(), 8);
+        std::memcpy(&tail, name.data() + name.size() - 8, 8);
+    } else {
+        std::memcpy(&head, name.data(), name.size());
+    }
+    std::uint64_t h = (head * 0x9e3779b97f4a7c15ull) ^ (tail * 0xc2b2ae3d27d4eb4full) ^ name.size();
+    return static_cast<std::size_t>(h ^ (h >> 32));
+}
+
+std::optional<std::size_t> NameIndex::find(std::string_view name) const
+{
+    const auto mask = slots_.size() - 1;
+    for (auto slot = hash(name) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
+        const std::size_t index = slots_[slot] - 1u;
+        if (sameText(names_[index], name))
+            return index;
+    }
+    return std::nullopt;
+}
+
+WireFields::WireFields(WireReader& reader, Decoder& decoder, const char* type, std::span<const std::string_view> keys)
+    : reader_(reader), keys_(keys)
+{
+    if (const auto found = reader.kind(); found != Value::Kind::Dictionary)
+        decoder.fail(std::string("expected ") + type + " as a dictionary, found " + kindName(found));
+    remaining_ = reader.beginDictionary();
+}
+
+std::size_t WireFields::nextOutOfOrder(std::size_t at, std::string_view key)
+{
+    for (;;) {
+        reader_.checkText(key);
+        auto field = done;
+        for (std::size_t i = 0; i < keys_.size() && field == done; ++i)
+            if (sameText(keys_[i], key))
+                field = i;
+        if (field != done) {
+            if (seen(field))
+                reader_.malformed(at, "duplicate key \"" + std::string(key) + "\"");
+            seen_ |= std::uint64_t{1} << field;
+            cursor_ = field + 1;
+            return field;
+        }
+        // A key of no field (a newer peer's) is passed over, but still only once.
+        if (!unknownKeys_)
+            unknownKeys_.emplace(remaining_ + 1);
+        if (!unknownKeys_->insert(key))
+            reader_.malformed(at, "duplicate key \"" + std::string(key) + "\"");
+        reader_.skip();
+        if (remaining_ == 0) {
+            reader_.endContainer();
+            return done;
+        }
+        --remaining_;
+        at = reader_.offset();
+        key = reader_.readKeyUnchecked();
+    }
 }
 
 bool isListed(std::span<const std::string_view> names, std::string_view name)

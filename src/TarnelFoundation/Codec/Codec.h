@@ -5,9 +5,11 @@
 
 #include "TarnelFoundation/Codec/Date.h"
 #include "TarnelFoundation/Codec/Value.h"
+#include "TarnelFoundation/Codec/WireReader.h"
 
 #include <array>
 #include <concepts>
+#include <cstring>
 #include <limits>
 #include <cstdint>
 #include <optional>
@@ -25,6 +27,18 @@ struct DecodingError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// Finds a case by name in one hashed probe instead of comparing with every name.
+class NameIndex {
+public:
+    explicit NameIndex(std::span<const std::string_view> names);
+    std::optional<std::size_t> find(std::string_view name) const;
+
+private:
+    static std::size_t hash(std::string_view name);
+    std::span<const std::string_view> names_;
+    std::vector<std::uint16_t> slots_; // index + 1 into names_, 0 when empty
+};
+
 // Carries the path for error messages and the rules of the format being read. The wire is
 // strict by kind; JSON documents accept any number where a number is wanted and take the
 // default for a missing field.
@@ -36,9 +50,9 @@ public:
     bool isJson() const { return format_ == Format::json; }
     [[noreturn]] void fail(const std::string& what) const;
     // Segments are kept unformatted: the path is only spelled out when decoding fails.
-    void push(const char* key) { path_.push_back({key, 0}); }
-    void push(std::size_t index) { path_.push_back({nullptr, index}); }
-    void pop() { path_.pop_back(); }
+    void push(const char* key) { push(Segment{key, 0}); }
+    void push(std::size_t index) { push(Segment{nullptr, index}); }
+    void pop() { --depth_; }
     std::string path() const;
 
 private:
@@ -46,8 +60,19 @@ private:
         const char* key;
         std::size_t index;
     };
+    // Pushed for every field and element decoded, so kept inline: the wire nests at most 64
+    // deep, a key and an index a level; a deeper JSON document's path ends in "…".
+    static constexpr std::size_t pathCapacity = 2 * WireReader::maximumDepth + 2;
+    void push(Segment segment)
+    {
+        if (depth_ < pathCapacity)
+            path_[depth_] = segment;
+        ++depth_;
+    }
+
     Format format_;
-    std::vector<Segment> path_;
+    std::size_t depth_ = 0;
+    std::array<Segment, pathCapacity> path_;
 };
 
 class PathScope {
@@ -101,6 +126,11 @@ T decode(const Value& value)
     return Coder<T>::decode(value, decoder);
 }
 
+// Strict decoding straight from the byte form of a value (docs/wire.md), with the same rules
+// as decoding the tree that the bytes hold, without building that tree.
+template <class T>
+T decodeWire(std::string_view bytes);
+
 std::string toJsonText(const Value& value);
 // Parses JSON text into a value tree; throws DecodingError.
 Value fromJsonText(std::string_view text);
@@ -128,6 +158,24 @@ const std::string& decodeString(const Value& value, Decoder& decoder);
 Value::Bytes decodeBytes(const Value& value, Decoder& decoder);
 const Value::Array& decodeArray(const Value& value, Decoder& decoder);
 
+[[noreturn]] void failKind(Decoder& decoder, Value::Kind wanted, Value::Kind found);
+inline void expectKind(WireReader& reader, Decoder& decoder, Value::Kind wanted)
+{
+    if (const auto found = reader.kind(); found != wanted)
+        failKind(decoder, wanted, found);
+}
+
+// Reads the next value into `out`, in place: through the type's own wire decoder when it has
+// one, else through the value tree.
+template <class T>
+void decodeInto(WireReader& reader, Decoder& decoder, T& out)
+{
+    if constexpr (requires { Coder<T>::decodeWire(reader, decoder, out); })
+        Coder<T>::decodeWire(reader, decoder, out);
+    else
+        out = Coder<T>::decode(reader.readValue(), decoder);
+}
+
 template <>
 struct Coder<bool> {
     static Value encode(bool v) { return Value(v); }
@@ -137,6 +185,11 @@ struct Coder<bool> {
             return *b;
         d.fail(std::string("expected bool, found ") + kindName(v.kind()));
     }
+    static void decodeWire(WireReader& r, Decoder& d, bool& out)
+    {
+        expectKind(r, d, Value::Kind::Bool);
+        out = r.readBool();
+    }
 };
 
 template <class T>
@@ -144,7 +197,15 @@ struct Coder<T, std::enable_if_t<std::is_integral_v<T> && std::is_signed_v<T>>> 
     static Value encode(T v) { return Value(static_cast<std::int64_t>(v)); }
     static T decode(const Value& v, Decoder& d)
     {
-        auto i = decodeInt64(v, d);
+        return checked(decodeInt64(v, d), d);
+    }
+    static void decodeWire(WireReader& r, Decoder& d, T& out)
+    {
+        expectKind(r, d, Value::Kind::Int64);
+        out = checked(r.readInt64(), d);
+    }
+    static T checked(std::int64_t i, Decoder& d)
+    {
         if (i < static_cast<std::int64_t>(std::numeric_limits<T>::min()) ||
             i > static_cast<std::int64_t>(std::numeric_limits<T>::max()))
             d.fail("the number " + std::to_string(i) + " is out of range");
@@ -157,7 +218,15 @@ struct Coder<T, std::enable_if_t<std::is_integral_v<T> && std::is_unsigned_v<T> 
     static Value encode(T v) { return Value(static_cast<std::uint64_t>(v)); }
     static T decode(const Value& v, Decoder& d)
     {
-        auto u = decodeUInt64(v, d);
+        return checked(decodeUInt64(v, d), d);
+    }
+    static void decodeWire(WireReader& r, Decoder& d, T& out)
+    {
+        expectKind(r, d, Value::Kind::UInt64);
+        out = checked(r.readUInt64(), d);
+    }
+    static T checked(std::uint64_t u, Decoder& d)
+    {
         if (u > static_cast<std::uint64_t>(std::numeric_limits<T>::max()))
             d.fail("the number " + std::to_string(u) + " is out of range");
         return static_cast<T>(u);
@@ -168,24 +237,48 @@ template <class T>
 struct Coder<T, std::enable_if_t<std::is_floating_point_v<T>>> {
     static Value encode(T v) { return Value(static_cast<double>(v)); }
     static T decode(const Value& v, Decoder& d) { return static_cast<T>(decodeDouble(v, d)); }
+    static void decodeWire(WireReader& r, Decoder& d, T& out)
+    {
+        expectKind(r, d, Value::Kind::Double);
+        out = static_cast<T>(r.readDouble());
+    }
 };
 
 template <>
 struct Coder<std::string> {
     static Value encode(const std::string& v) { return Value(v); }
     static std::string decode(const Value& v, Decoder& d) { return decodeString(v, d); }
+    static void decodeWire(WireReader& r, Decoder& d, std::string& out)
+    {
+        expectKind(r, d, Value::Kind::String);
+        const auto text = r.readString();
+        if (out.empty())
+            out.append(text);
+        else
+            out.assign(text);
+    }
 };
 
 template <>
 struct Coder<Value::Bytes> {
     static Value encode(const Value::Bytes& v) { return Value(v); }
     static Value::Bytes decode(const Value& v, Decoder& d) { return decodeBytes(v, d); }
+    static void decodeWire(WireReader& r, Decoder& d, Value::Bytes& out)
+    {
+        expectKind(r, d, Value::Kind::Data);
+        auto bytes = r.readData();
+        out.assign(bytes.begin(), bytes.end());
+    }
 };
 
 template <>
 struct Coder<Date> {
     static Value encode(const Date& v) { return Value(v.secondsSinceReferenceDate); }
     static Date decode(const Value& v, Decoder& d) { return Date{decodeDouble(v, d)}; }
+    static void decodeWire(WireReader& r, Decoder& d, Date& out)
+    {
+        Coder<double>::decodeWire(r, d, out.secondsSinceReferenceDate);
+    }
 };
 
 template <>
@@ -193,9 +286,18 @@ struct Coder<UUID> {
     static Value encode(const UUID& v) { return Value(v.text()); }
     static UUID decode(const Value& v, Decoder& d)
     {
-        auto parsed = UUID::parse(decodeString(v, d));
+        return parse(decodeString(v, d), d);
+    }
+    static void decodeWire(WireReader& r, Decoder& d, UUID& out)
+    {
+        expectKind(r, d, Value::Kind::String);
+        out = parse(r.readString(), d);
+    }
+    static UUID parse(std::string_view text, Decoder& d)
+    {
+        auto parsed = UUID::parse(text);
         if (!parsed)
-            d.fail("\"" + decodeString(v, d) + "\" is not a UUID");
+            d.fail("\"" + std::string(text) + "\" is not a UUID");
         return *parsed;
     }
 };
@@ -204,6 +306,7 @@ template <>
 struct Coder<Value> {
     static Value encode(const Value& v) { return v; }
     static Value decode(const Value& v, Decoder&) { return v; }
+    static void decodeWire(WireReader& r, Decoder&, Value& out) { out = r.readValue(); }
 };
 
 template <class T>
@@ -214,6 +317,15 @@ struct Coder<std::optional<T>> {
         if (v.isNull())
             return std::nullopt;
         return Coder<T>::decode(v, d);
+    }
+    static void decodeWire(WireReader& r, Decoder& d, std::optional<T>& out)
+    {
+        if (r.kind() == Value::Kind::Null) {
+            r.readNull();
+            out.reset();
+            return;
+        }
+        decodeInto(r, d, out.emplace());
     }
 };
 
@@ -238,6 +350,24 @@ struct Coder<std::vector<T>> {
         }
         return items;
     }
+    static void decodeWire(WireReader& r, Decoder& d, std::vector<T>& out)
+    {
+        expectKind(r, d, Value::Kind::Array);
+        const auto count = r.beginArray();
+        out.clear();
+        out.reserve(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            PathScope scope(d, i);
+            if constexpr (std::is_same_v<T, bool>) {
+                bool item = false;
+                decodeInto(r, d, item);
+                out.push_back(item);
+            } else {
+                decodeInto(r, d, out.emplace_back());
+            }
+        }
+        r.endContainer();
+    }
 };
 
 template <class T, class Compare>
@@ -259,19 +389,47 @@ struct Coder<std::set<T, Compare>> {
         }
         return items;
     }
+    static void decodeWire(WireReader& r, Decoder& d, std::set<T, Compare>& out)
+    {
+        expectKind(r, d, Value::Kind::Array);
+        const auto count = r.beginArray();
+        out.clear();
+        for (std::size_t i = 0; i < count; ++i) {
+            PathScope scope(d, i);
+            T item{};
+            decodeInto(r, d, item);
+            out.insert(std::move(item));
+        }
+        r.endContainer();
+    }
 };
 
 template <class E>
     requires HasEnumNames<E>
 struct Coder<E> {
     static Value encode(E v) { return Value(std::string(EnumNames<E>::names[static_cast<std::size_t>(v)])); }
-    static E decode(const Value& v, Decoder& d)
+    static E decode(const Value& v, Decoder& d) { return named(decodeString(v, d), d); }
+    static void decodeWire(WireReader& r, Decoder& d, E& out)
     {
-        const auto& text = decodeString(v, d);
-        for (std::size_t i = 0; i < EnumNames<E>::names.size(); ++i)
-            if (EnumNames<E>::names[i] == text)
-                return static_cast<E>(i);
-        d.fail("\"" + text + "\" is no case of " + std::string(EnumNames<E>::typeName));
+        expectKind(r, d, Value::Kind::String);
+        const auto text = r.readStringUnchecked();
+        if (auto found = index().find(text)) {
+            out = static_cast<E>(*found);
+            return;
+        }
+        r.checkText(text);
+        out = named(text, d);
+    }
+    static const NameIndex& index()
+    {
+        static const NameIndex names(EnumNames<E>::names);
+        return names;
+    }
+    static E named(std::string_view text, Decoder& d)
+    {
+        if (auto found = index().find(text))
+            return static_cast<E>(*found);
+        d.fail("\"" + std::string(text) + "\" is no case of " + std::string(EnumNames<E>::typeName));
     }
 };
 
@@ -281,7 +439,15 @@ struct Coder<E> {
     static Value encode(E v) { return Value(static_cast<std::int64_t>(v)); }
     static E decode(const Value& v, Decoder& d)
     {
-        auto raw = decodeInt64(v, d);
+        return checked(decodeInt64(v, d), d);
+    }
+    static void decodeWire(WireReader& r, Decoder& d, E& out)
+    {
+        expectKind(r, d, Value::Kind::Int64);
+        out = checked(r.readInt64(), d);
+    }
+    static E checked(std::int64_t raw, Decoder& d)
+    {
         if (raw < 0 || static_cast<std::size_t>(raw) >= integerEnumCount<E>)
             d.fail("the raw value " + std::to_string(raw) + " is outside the cases");
         return static_cast<E>(raw);
@@ -298,6 +464,18 @@ struct Coder<T> {
         tarnelDecode(v, d, out);
         return out;
     }
+    static void decodeWire(WireReader& r, Decoder& d, T& out)
+    {
+        // Records described by TARNEL_RECORD read their fields from the bytes; one whose
+        // codec is written by hand decodes from the tree of its value.
+        void (*streamed)(WireReader&, Decoder&, T&) = nullptr;
+        if constexpr (requires(const T* p) { tarnelWireDecoder(p); })
+            streamed = tarnelWireDecoder(static_cast<const T*>(nullptr));
+        if (streamed)
+            streamed(r, d, out);
+        else
+            tarnelDecode(r.readValue(), d, out);
+    }
 };
 
 // Name lookup by case for enumerations with names.
@@ -312,9 +490,8 @@ template <class E>
     requires HasEnumNames<E>
 std::optional<E> caseNamed(std::string_view name)
 {
-    for (std::size_t i = 0; i < EnumNames<E>::names.size(); ++i)
-        if (EnumNames<E>::names[i] == name)
-            return static_cast<E>(i);
+    if (auto found = Coder<E>::index().find(name))
+        return static_cast<E>(*found);
     return std::nullopt;
 }
 
@@ -336,28 +513,118 @@ void encodeField(Value::Dictionary& out, const char* name, const T& field)
 }
 
 const Value* findKey(const Value::Dictionary& entries, std::string_view key);
+// Looks at `entries[hint]` first and leaves `hint` after the entry found: fields are read in
+// the order they were written, so each is usually the next entry.
+const Value* findKey(const Value::Dictionary& entries, std::string_view key, std::size_t& hint);
 
-// `defaulted`: a missing key keeps the field's default instead of failing.
+bool isListed(std::span<const std::string_view> names, std::string_view name);
+
+// A field whose key is missing: an optional is absent, a field listed in `defaulted` (or any
+// field of a JSON document) keeps its default, any other fails.
 template <class T>
-void decodeField(const Value::Dictionary& in, Decoder& d, const char* name, T& field, bool defaulted)
+void settleMissing(Decoder& d, const char* name, T& field, std::span<const std::string_view> defaulted)
 {
-    const Value* v = findKey(in, name);
-    if (!v) {
-        if constexpr (IsOptional<T>::value) {
-            field = std::nullopt;
-            return;
-        } else {
-            if (defaulted || d.isJson())
-                return;
-            d.fail(std::string("the key \"") + name + "\" is missing");
-        }
+    if constexpr (IsOptional<T>::value) {
+        field = std::nullopt;
     } else {
-        PathScope scope(d, name);
-        field = Coder<T>::decode(*v, d);
+        if (d.isJson() || isListed(defaulted, name))
+            return;
+        d.fail(std::string("the key \"") + name + "\" is missing");
     }
 }
 
-bool isListed(std::span<const std::string_view> names, std::string_view name);
+template <class T>
+void decodeField(const Value::Dictionary& in, Decoder& d, std::string_view key, const char* name, T& field,
+                 std::span<const std::string_view> defaulted, std::size_t& hint)
+{
+    const Value* v = findKey(in, key, hint);
+    if (!v)
+        return settleMissing(d, name, field, defaulted);
+    PathScope scope(d, name);
+    field = Coder<T>::decode(*v, d);
+}
+
+// String equality without a call to memcmp for the short keys and names of records.
+inline bool sameText(std::string_view a, std::string_view b)
+{
+    const auto n = a.size();
+    if (n != b.size())
+        return false;
+    if (n < 8) {
+        for (std::size_t i = 0; i < n; ++i)
+            if (a[i] != b[i])
+                return false;
+        return true;
+    }
+    std::uint64_t x, y, difference = 0;
+    for (std::size_t i = 0; i + 8 < n; i += 8) {
+        std::memcpy(&x, a.data() + i, 8);
+        std::memcpy(&y, b.data() + i, 8);
+        difference |= x ^ y;
+    }
+    // The last eight bytes, overlapping the chunks before them.
+    std::memcpy(&x, a.data() + n - 8, 8);
+    std::memcpy(&y, b.data() + n - 8, 8);
+    return (difference | (x ^ y)) == 0;
+}
+
+// Walks the entries of one record's dictionary on the wire and matches their keys with the
+// record's fields; entries of no field are checked and passed over.
+class WireFields {
+public:
+    static constexpr std::size_t done = std::numeric_limits<std::size_t>::max();
+
+    WireFields(WireReader& reader, Decoder& decoder, const char* type, std::span<const std::string_view> keys);
+    // The field of the next entry, whose value is next in the reader; `done` after the last.
+    std::size_t next()
+    {
+        if (remaining_ == 0) {
+            reader_.endContainer();
+            return done;
+        }
+        --remaining_;
+        const auto at = reader_.offset();
+        const auto key = reader_.readKeyUnchecked();
+        // Entries usually come in the order of the fields; a field's key is valid UTF-8.
+        if (cursor_ < keys_.size() && !seen(cursor_) && sameText(keys_[cursor_], key)) {
+            seen_ |= std::uint64_t{1} << cursor_;
+            return cursor_++;
+        }
+        return nextOutOfOrder(at, key);
+    }
+    bool seen(std::size_t field) const { return (seen_ >> field) & 1u; }
+
+private:
+    std::size_t nextOutOfOrder(std::size_t at, std::string_view key);
+
+    WireReader& reader_;
+    std::span<const std::string_view> keys_;
+    std::uint32_t remaining_ = 0;
+    std::size_t cursor_ = 0;
+    std::uint64_t seen_ = 0;
+    std::optional<DictionaryKeys> unknownKeys_;
+};
+
+template <class T>
+void decodeWireField(WireReader& reader, Decoder& d, const char* name, T& field)
+{
+    PathScope scope(d, name);
+    // A record field starts from the record's own defaults, as it does when decoded from a tree.
+    if constexpr (RecordType<T>)
+        field = T{};
+    decodeInto(reader, d, field);
+}
+
+template <class T>
+T decodeWire(std::string_view bytes)
+{
+    WireReader reader(bytes);
+    Decoder decoder;
+    T value{};
+    decodeInto(reader, decoder, value);
+    reader.expectEnd();
+    return value;
+}
 
 } // namespace tarnel::codec
 
@@ -419,14 +686,30 @@ bool isListed(std::span<const std::string_view> names, std::string_view name);
     }
 
 // In a header, beside the record: declares its codec.
+// The wire decoder is weak: TARNEL_RECORD defines it, a codec written by hand leaves it null and
+// its records decode from the value tree.
 #define TARNEL_CODABLE(Type)                                                                                            \
     ::tarnel::Value tarnelEncode(const Type&);                                                                          \
     void tarnelDecode(const ::tarnel::Value&, ::tarnel::codec::Decoder&, Type&);                                       \
+    [[gnu::weak]] void tarnelDecodeWire(::tarnel::codec::WireReader&, ::tarnel::codec::Decoder&, Type&);              \
+    inline auto tarnelWireDecoder(const Type*)                                                                          \
+    {                                                                                                                   \
+        return static_cast<void (*)(::tarnel::codec::WireReader&, ::tarnel::codec::Decoder&, Type&)>(&tarnelDecodeWire); \
+    }                                                                                                                   \
     inline const char* tarnelTypeName(const Type*) { return #Type; }
 
 #define TARNEL_CODEC_ENCODE_FIELD(f) ::tarnel::codec::encodeField(entries, #f, record.f);
 #define TARNEL_CODEC_DECODE_FIELD(f)                                                                                    \
-    ::tarnel::codec::decodeField(entries, decoder, #f, record.f, ::tarnel::codec::isListed(defaulted, #f));
+    ::tarnel::codec::decodeField(entries, decoder, std::string_view(#f, sizeof(#f) - 1), #f, record.f, defaulted, hint);
+#define TARNEL_CODEC_FIELD_KEY(f) std::string_view(#f, sizeof(#f) - 1),
+#define TARNEL_CODEC_WIRE_FIELD(f)                                                                                      \
+    if (field == index++) {                                                                                             \
+        ::tarnel::codec::decodeWireField(reader, decoder, #f, record.f);                                               \
+        continue;                                                                                                       \
+    }
+#define TARNEL_CODEC_WIRE_MISSING(f)                                                                                    \
+    if (!fields.seen(index++))                                                                                          \
+        ::tarnel::codec::settleMissing(decoder, #f, record.f, defaulted);
 
 // In a .cpp, in the record's namespace: the fields in encoding order. Keys listed in
 // `DEFAULTED` (a std::array of std::string_view) take their default when missing.
@@ -441,7 +724,20 @@ bool isListed(std::span<const std::string_view> names, std::string_view name);
     {                                                                                                                   \
         const auto& entries = ::tarnel::codec::expectDictionary(value, decoder, #Type);                                 \
         const std::span<const std::string_view> defaulted = DEFAULTED;                                                  \
+        std::size_t hint = 0;                                                                                           \
         TARNEL_CODEC_FOR_EACH(TARNEL_CODEC_DECODE_FIELD, __VA_ARGS__)                                                   \
+    }                                                                                                                   \
+    void tarnelDecodeWire(::tarnel::codec::WireReader& reader, ::tarnel::codec::Decoder& decoder, Type& record)         \
+    {                                                                                                                   \
+        static constexpr std::string_view keys[] = {TARNEL_CODEC_FOR_EACH(TARNEL_CODEC_FIELD_KEY, __VA_ARGS__)};         \
+        const std::span<const std::string_view> defaulted = DEFAULTED;                                                  \
+        ::tarnel::codec::WireFields fields(reader, decoder, #Type, keys);                                               \
+        for (std::size_t field = fields.next(); field != ::tarnel::codec::WireFields::done; field = fields.next()) {    \
+            std::size_t index = 0;                                                                                      \
+            TARNEL_CODEC_FOR_EACH(TARNEL_CODEC_WIRE_FIELD, __VA_ARGS__)                                                 \
+        }                                                                                                               \
+        std::size_t index = 0;                                                                                          \
+        TARNEL_CODEC_FOR_EACH(TARNEL_CODEC_WIRE_MISSING, __VA_ARGS__)                                                   \
     }
 
 namespace tarnel::codec {
