@@ -160,10 +160,10 @@ const Value* findKey(const Value::Dictionary& entries, std::string_view key)
 
 const Value* findKey(const Value::Dictionary& entries, std::string_view key, std::size_t& hint)
 {
-    if (hint < entries.size() && entries[hint].first == key)
+    if (hint < entries.size() && sameText(entries[hint].first, key))
         return &entries[hint++].second;
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        if (entries[i].first == key) {
+        if (sameText(entries[i].first, key)) {
             hint = i + 1;
             return &entries[i].second;
         }
