@@ -153,3 +153,81 @@ TEST(WireDecoding, RefusesWhatTheTreeDecoderRefuses)
         }
     }
 }
+
+TEST(WireDecoding, OutOfOrderKeysStillRefuseDuplicates)
+{
+    // "services" comes back when the next field in order is "services": the in-order shortcut
+    // must not take a field twice.
+    auto record = codec::encode(tarnel::testing::fullBatch(0, 0, 0));
+    auto& entries = *record.asDictionary();
+    auto services = *record.find("services");
+    std::erase_if(entries, [](const auto& e) { return e.first == "services"; });
+    entries.insert(entries.begin(), {"services", services});
+    EXPECT_EQ(wireError(xpc::encodeValue(record)), "decoded");
+    entries.insert(entries.begin() + 2, {"services", services});
+    EXPECT_NE(wireError(xpc::encodeValue(record)).find("duplicate key \"services\""), std::string::npos);
+}
+
+TEST(WireDecoding, ReaderMatchesTheTreeDecoder)
+{
+    Value tree = Value::dictionary();
+    tree.set("null", Value());
+    tree.set("flag", true);
+    tree.set("signed", std::int64_t{-5});
+    tree.set("unsigned", std::uint64_t{18446744073709551615u});
+    tree.set("real", 2.5);
+    tree.set("text", "häuser €");
+    tree.set("bytes", Value::Bytes{0, 1, 254});
+    tree.set("list", Value(Value::Array{Value("a"), Value::dictionary(), Value::array()}));
+    const auto bytes = xpc::encodeValue(tree);
+    codec::WireReader reader(bytes);
+    EXPECT_EQ(reader.readValue(), xpc::decodeValue(bytes));
+    EXPECT_TRUE(reader.atEnd());
+
+    auto refused = [](std::string input) {
+        codec::WireReader r(input);
+        try {
+            r.skip();
+            r.expectEnd();
+        } catch (const DecodingError& e) {
+            return std::string(e.what());
+        }
+        return std::string("read");
+    };
+    EXPECT_EQ(refused(std::string("\x09", 1)), "malformed value at byte 0: unknown tag 9");
+    EXPECT_EQ(refused(std::string("\x05\x02\x00\x00\x00\xc0\xaf", 7)), "malformed value at byte 0: a string is not valid UTF-8")
+        << "an overlong form";
+    EXPECT_EQ(refused(std::string("\x05\x03\x00\x00\x00\xed\xa0\x80", 8)), "malformed value at byte 0: a string is not valid UTF-8")
+        << "a surrogate";
+    EXPECT_EQ(refused(std::string("\x07\xff\x00\x00\x00\x00", 6)), "malformed value at byte 0: a count of 255 with 1 bytes left");
+    EXPECT_EQ(refused(std::string("\x01\x02", 2)), "malformed value at byte 0: a bool must be 0 or 1");
+    EXPECT_EQ(refused(std::string("\x02\x01\x02", 3)), "malformed value at byte 1: 8 bytes wanted, 2 left");
+}
+
+TEST(WireDecoding, NamesAndKeysCompareExactly)
+{
+    // Every case name finds its case through the hashed index; near misses find nothing.
+    for (std::size_t i = 0; i < widgetStatisticCount; ++i) {
+        const auto name = codec::EnumNames<WidgetStatistic>::names[i];
+        EXPECT_EQ(codec::caseNamed<WidgetStatistic>(name), static_cast<WidgetStatistic>(i)) << name;
+        EXPECT_FALSE(codec::caseNamed<WidgetStatistic>(std::string(name) + "s")) << name;
+        EXPECT_FALSE(codec::caseNamed<WidgetStatistic>(name.substr(1))) << name;
+    }
+    EXPECT_FALSE(codec::caseNamed<WidgetStatistic>(""));
+    EXPECT_FALSE(codec::caseNamed<WidgetStatistic>("CPUUSAGE"));
+
+    // Equal texts of every length up to 40, then one byte changed at every position.
+    const std::string text = "abcdefghijklmnopqrstuvwxyz0123456789ABCD";
+    for (std::size_t n = 0; n <= text.size(); ++n) {
+        const auto a = text.substr(0, n);
+        EXPECT_TRUE(codec::sameText(a, std::string(a)));
+        if (n < text.size()) {
+            EXPECT_FALSE(codec::sameText(a, text.substr(0, n + 1)));
+        }
+        for (std::size_t i = 0; i < n; ++i) {
+            auto b = a;
+            b[i] = '_';
+            EXPECT_FALSE(codec::sameText(a, b)) << n << " at " << i;
+        }
+    }
+}

@@ -227,7 +227,7 @@ WireFields::WireFields(WireReader& reader, Decoder& decoder, const char* type, s
 std::size_t WireFields::nextOutOfOrder(std::size_t at, std::string_view key)
 {
     for (;;) {
-        reader_.checkText(key);
+        reader_.checkKey(key);
         auto field = done;
         for (std::size_t i = 0; i < keys_.size() && field == done; ++i)
             if (sameText(keys_[i], key))

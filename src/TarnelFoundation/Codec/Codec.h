@@ -417,7 +417,7 @@ struct Coder<E> {
             out = static_cast<E>(*found);
             return;
         }
-        r.checkText(text);
+        r.checkString(text);
         out = named(text, d);
     }
     static const NameIndex& index()

@@ -42,8 +42,9 @@ public:
     // Views into the bytes, valid while they are.
     std::string_view readString()
     {
+        const auto start = offset_;
         offset_ += 1;
-        return text("a string");
+        return text(start, "a string");
     }
     std::string_view readData()
     {
@@ -55,9 +56,9 @@ public:
     // Open a container and return its element count; `endContainer` closes it.
     std::uint32_t beginArray() { return beginContainer(); }
     std::uint32_t beginDictionary() { return beginContainer(); }
-    std::string_view readKey() { return text("a key"); }
+    std::string_view readKey() { return text(offset_, "a key"); }
     // A string or key whose UTF-8 is not checked yet, for callers that compare it with known
-    // names first: a match is valid text, anything else goes through `checkText`.
+    // names first: a match is valid text, anything else goes through `checkString`/`checkKey`.
     std::string_view readStringUnchecked()
     {
         offset_ += 1;
@@ -68,11 +69,8 @@ public:
         const auto n = fixed32();
         return take(n);
     }
-    void checkText(std::string_view text) const
-    {
-        if (!isAscii(text) && !isValidUtf8(text))
-            malformed(static_cast<std::size_t>(text.data() - data_.data()) - 4, "a string is not valid UTF-8");
-    }
+    void checkString(std::string_view text) const { check(text, 1 + 4, "a string"); }
+    void checkKey(std::string_view key) const { check(key, 4, "a key"); }
     void endContainer() { --depth_; }
 
     // Checks and passes over the next value, nested ones included.
@@ -119,14 +117,19 @@ private:
             v = __builtin_bswap64(v);
         return v;
     }
-    std::string_view text(const char* what)
+    std::string_view text(std::size_t start, const char* what)
     {
-        const auto start = offset_;
         const auto n = fixed32();
         auto s = take(n);
         if (!isAscii(s) && !isValidUtf8(s))
             malformed(start, std::string(what) + " is not valid UTF-8");
         return s;
+    }
+    // `header`: the bytes of tag and length before the text.
+    void check(std::string_view text, std::size_t header, const char* what) const
+    {
+        if (!isAscii(text) && !isValidUtf8(text))
+            malformed(static_cast<std::size_t>(text.data() - data_.data()) - header, std::string(what) + " is not valid UTF-8");
     }
     static bool isAscii(std::string_view s)
     {
