@@ -730,6 +730,7 @@ T decodeWire(std::string_view bytes)
     void tarnelDecodeWire(::tarnel::codec::WireReader& reader, ::tarnel::codec::Decoder& decoder, Type& record)         \
     {                                                                                                                   \
         static constexpr std::string_view keys[] = {TARNEL_CODEC_FOR_EACH(TARNEL_CODEC_FIELD_KEY, __VA_ARGS__)};         \
+        static_assert(std::size(keys) <= 64, "a record's fields are tracked in 64 bits");                             \
         const std::span<const std::string_view> defaulted = DEFAULTED;                                                  \
         ::tarnel::codec::WireFields fields(reader, decoder, #Type, keys);                                               \
         for (std::size_t field = fields.next(); field != ::tarnel::codec::WireFields::done; field = fields.next()) {    \
