@@ -14,6 +14,7 @@
 #include <cxxabi.h>
 #include <filesystem>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <typeinfo>
 
 namespace tarnel::xpc {
@@ -103,10 +104,21 @@ void XPCServer::start()
     // A socket left by a daemon that died would make bind fail.
     if (fs::is_socket(fs::symlink_status(path, ec)))
         fs::remove(path, ec);
+    // Bound, restricted and listening under a private name first, then renamed into place: a
+    // client that sees the socket file can connect at once, and never finds it with a wider mode.
+    const auto staging = path.string() + "." + std::to_string(::getpid());
+    fs::remove(staging, ec);
     acceptor_.open();
-    acceptor_.bind(asio::local::stream_protocol::endpoint(path.string()));
-    ::chmod(path.c_str(), options_.socketMode);
+    acceptor_.bind(asio::local::stream_protocol::endpoint(staging));
+    ::chmod(staging.c_str(), options_.socketMode);
     acceptor_.listen();
+    fs::rename(staging, path, ec);
+    if (ec) {
+        std::error_code ignored;
+        acceptor_.close(ignored);
+        fs::remove(staging, ignored);
+        throw std::system_error(ec, "placing the socket at " + path.string());
+    }
     running_ = true;
     accept();
 }

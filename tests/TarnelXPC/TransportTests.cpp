@@ -159,6 +159,23 @@ TEST_F(Transport, EveryRouteShapeWorksAgainstARealServer)
     EXPECT_EQ(client->openSequenceCount(), 0u);
 }
 
+TEST_F(Transport, TheSocketAppearsOnlyListeningAndWithItsMode)
+{
+    // Clients wait for the file and connect at once: it must never be there before it listens,
+    // nor with a wider mode than asked, nor leave its staging name behind.
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(directory.path()))
+        names.push_back(entry.path().filename().string());
+    EXPECT_EQ(names, std::vector<std::string>{"test.sock"});
+    EXPECT_EQ(std::filesystem::status(endpoint.socketPath).permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    asio::io_context raw;
+    asio::local::stream_protocol::socket probe(raw);
+    std::error_code ec;
+    probe.connect(asio::local::stream_protocol::endpoint(endpoint.socketPath.string()), ec);
+    EXPECT_FALSE(ec) << ec.message();
+}
+
 TEST_F(Transport, ServerErrorsReachTheCaller)
 {
     XPCRoute unknown;
