@@ -90,6 +90,8 @@ int main(int argc, char** argv)
     std::printf("dashboard update, %d runs: median %.0f us (p90 %.0f us) = apply + rebuild %.0f us + repaint %.0f us; "
                 "of the rebuild, the provider's sections alone %.0f us\n",
                 runs, median(total), p90(total), median(rebuild), median(repaint), median(sections));
+    std::printf("the content was made again %d times and single cards %d times in %d reloads\n", screen->rebuildCount(),
+                screen->replacedCellCount(), screen->reloadCount());
     quendal::Runtime::shared().resetMainExecutor();
     return 0;
 }

@@ -16,6 +16,15 @@ HistoryChart::HistoryChart(std::vector<int> samples, QColor color, int capacity,
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
 }
 
+void HistoryChart::setSamples(std::vector<int> samples, QColor color)
+{
+    if (samples == samples_ && color == color_)
+        return;
+    samples_ = std::move(samples);
+    color_ = std::move(color);
+    update();
+}
+
 void HistoryChart::paintEvent(QPaintEvent*)
 {
     QPainter painter(this);
@@ -62,6 +71,14 @@ PartsBar::PartsBar(std::vector<Part> parts, QWidget* parent) : QWidget(parent), 
 {
     setFixedHeight(8);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+void PartsBar::setParts(std::vector<Part> parts)
+{
+    if (parts == parts_)
+        return;
+    parts_ = std::move(parts);
+    update();
 }
 
 void PartsBar::paintEvent(QPaintEvent*)

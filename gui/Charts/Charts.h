@@ -13,6 +13,8 @@ class HistoryChart : public QWidget {
 public:
     HistoryChart(std::vector<int> samples, QColor color, int capacity = 100, QWidget* parent = nullptr);
     QSize sizeHint() const override { return {240, 64}; }
+    // Repaints only when something changed.
+    void setSamples(std::vector<int> samples, QColor color);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -29,9 +31,11 @@ public:
     struct Part {
         double fraction;
         QColor color;
+        bool operator==(const Part&) const = default;
     };
     explicit PartsBar(std::vector<Part> parts, QWidget* parent = nullptr);
     QSize sizeHint() const override { return {200, 8}; }
+    void setParts(std::vector<Part> parts);
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -1,5 +1,6 @@
 #include "Settings/SettingsPage.h"
 
+#include "Theme/CardFrame.h"
 #include "Theme/ThemeManager.h"
 
 #include "App/Localization/Localizable.h"
@@ -27,15 +28,13 @@ QString text(std::string_view key)
 
 QFrame* card(QWidget* parent)
 {
-    auto* frame = new QFrame(parent);
-    frame->setObjectName(QStringLiteral("card"));
-    return frame;
+    return new CardFrame(parent);
 }
 
 QLabel* sectionTitle(std::string_view key, QWidget* parent)
 {
     auto* label = new QLabel(text(key), parent);
-    label->setObjectName(QStringLiteral("sectionTitle"));
+    TarnelThemeManager::style(label, Role::sectionTitle);
     return label;
 }
 
@@ -59,7 +58,7 @@ SettingsPage::SettingsPage(QWidget* parent) : QWidget(parent)
     connect(runAtLogin_, &QCheckBox::toggled, this,
             [](bool on) { quendal::write(quendal::Preferences::shared(), quendal::PreferenceKeys::runMonitorAtLogin, on); });
     auto* note = new QLabel(text("settings_monitor_run_at_login_note"), monitor);
-    note->setObjectName(QStringLiteral("note"));
+    TarnelThemeManager::style(note, Role::note);
     note->setWordWrap(true);
     monitorLayout->addWidget(runAtLogin_);
     monitorLayout->addWidget(note);

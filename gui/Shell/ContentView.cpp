@@ -1,5 +1,7 @@
 #include "Shell/ContentView.h"
 
+#include "Theme/ThemeManager.h"
+
 #include "App/Localization/Localizable.h"
 
 #include <QHBoxLayout>
@@ -32,7 +34,7 @@ ContentView::ContentView(std::shared_ptr<Router> router, ScreenFactory screens, 
     back_->setFixedSize(28, 28);
     back_->setToolTip(QStringLiteral("Back"));
     connect(back_, &QPushButton::clicked, this, [this] { router_->pop(); });
-    title_->setObjectName(QStringLiteral("pageTitle"));
+    TarnelThemeManager::style(title_, Role::pageTitle);
     header->addWidget(back_);
     header->addWidget(title_, 1);
     layout->addLayout(header);
@@ -56,7 +58,7 @@ QWidget* ContentView::comingSoon(const QString& title)
     auto* layout = new QVBoxLayout(page);
     layout->addStretch(1);
     auto* text = new QLabel(QString::fromStdString(localized("general_coming_soon")), page);
-    text->setObjectName(QStringLiteral("comingSoon"));
+    TarnelThemeManager::style(text, Role::note);
     text->setAlignment(Qt::AlignCenter);
     text->setAccessibleName(title);
     layout->addWidget(text);

@@ -14,6 +14,7 @@ SidebarView::SidebarView(std::shared_ptr<SidebarMenu> menu, QWidget* parent)
 {
     setObjectName(QStringLiteral("sidebar"));
     setAttribute(Qt::WA_StyledBackground);
+    TarnelThemeManager::style(this, Role::sidebar);
     setFixedWidth(fixedWidth);
     layout_->setContentsMargins(0, 10, 0, 12);
     layout_->setSpacing(0);

@@ -11,6 +11,7 @@
 #include <QStandardPaths>
 #include <QHash>
 #include <QSvgRenderer>
+#include <QWidget>
 
 // The icons live in a static library, whose resources Qt does not register by itself.
 static void registerResources()
@@ -19,6 +20,28 @@ static void registerResources()
 }
 
 namespace tarnel::gui {
+
+namespace {
+
+constexpr const char* roleProperty = "tarnelRole";
+
+QFont fontOf(const QWidget* widget, qreal scale, int pixels, QFont::Weight weight)
+{
+    QFont font = QApplication::font(widget);
+    if (pixels > 0)
+        font.setPixelSize(pixels);
+    else
+        font.setPointSizeF(font.pointSizeF() * scale);
+    font.setWeight(weight);
+    return font;
+}
+
+QString css(const QColor& color)
+{
+    return color.name(QColor::HexRgb);
+}
+
+} // namespace
 
 Appearance Appearance::light()
 {
@@ -121,27 +144,68 @@ void TarnelThemeManager::apply()
     palette.setColor(QPalette::Disabled, QPalette::WindowText, a.secondaryText);
     QApplication::setPalette(palette);
 
-    auto css = [](const QColor& c) { return c.name(QColor::HexRgb); };
-    qApp->setStyleSheet(QStringLiteral(
-        "#sidebar { background: %1; border-right: 1px solid %2; }"
-        "#sidebar QLabel#sectionHeader { color: %3; font-size: 11px; font-weight: 600; padding: 14px 18px 4px 18px; }"
-        "#sidebar QPushButton { text-align: left; border: none; border-radius: 6px; padding: 6px 10px; margin: 1px 8px;"
-        "  color: %4; background: transparent; font-size: 13px; }"
-        "#sidebar QPushButton:hover { background: %2; }"
-        "#sidebar QPushButton:checked { background: %5; color: %4; font-weight: 600; }"
-        "QFrame#card { background: %6; border: 1px solid %2; border-radius: 10px; }"
-        "QLabel#pageTitle { font-size: 22px; font-weight: 700; color: %4; }"
-        "QLabel#sheetTitle { font-size: 17px; font-weight: 700; color: %4; }"
-        "QPushButton#primaryButton { background: %7; color: white; border: none; border-radius: 6px; padding: 6px 18px;"
-        "  font-weight: 600; }"
-        "QPushButton#primaryButton:disabled { background: %2; color: %3; }"
-        "QLabel#sectionTitle { font-size: 13px; font-weight: 600; color: %4; }"
-        "QLabel#note, QLabel#comingSoon { color: %3; }"
-        "QLabel#errorText { color: #d93a2b; }")
-                          .arg(css(a.sidebar), css(a.separator), css(a.secondaryText), css(a.text), css(a.selection),
-                               css(a.card), css(a.accent)));
+    qApp->setStyleSheet(QString());
+    for (auto* widget : QApplication::allWidgets()) {
+        const auto role = widget->property(roleProperty);
+        if (role.isValid())
+            restyle(widget, static_cast<Role>(role.toInt()));
+    }
     quendal::AppLogger::info(std::string("Theme applied: ") + std::string(quendal::rawValue(theme_)) +
                              (dark ? " (dark)" : " (light)"));
+}
+
+void TarnelThemeManager::style(QWidget* widget, Role role)
+{
+    widget->setProperty(roleProperty, static_cast<int>(role));
+    shared().restyle(widget, role);
+}
+
+void TarnelThemeManager::restyle(QWidget* widget, Role role) const
+{
+    const auto& a = appearance_;
+    auto textColor = [widget](const QColor& color) {
+        QPalette palette;
+        palette.setColor(QPalette::WindowText, color);
+        palette.setColor(QPalette::Text, color);
+        widget->setPalette(palette);
+    };
+    switch (role) {
+    case Role::pageTitle:
+        widget->setFont(fontOf(widget, 1, 22, QFont::Bold));
+        return textColor(a.text);
+    case Role::sheetTitle:
+        widget->setFont(fontOf(widget, 1, 17, QFont::Bold));
+        return textColor(a.text);
+    case Role::sectionTitle:
+        widget->setFont(fontOf(widget, 1, 13, QFont::DemiBold));
+        return textColor(a.text);
+    case Role::note:
+        return textColor(a.secondaryText);
+    case Role::errorText:
+        return textColor(QColor(0xd9, 0x3a, 0x2b));
+    case Role::largeValue:
+        widget->setFont(fontOf(widget, 2.0, 0, QFont::DemiBold));
+        return textColor(a.text);
+    case Role::statValue:
+        widget->setFont(fontOf(widget, 1.3, 0, QFont::DemiBold));
+        return textColor(a.text);
+    case Role::sidebar:
+        widget->setStyleSheet(
+            QStringLiteral("#sidebar { background: %1; border-right: 1px solid %2; }"
+                           "#sidebar QLabel#sectionHeader { color: %3; font-size: 11px; font-weight: 600; padding: 14px 18px 4px 18px; }"
+                           "#sidebar QPushButton { text-align: left; border: none; border-radius: 6px; padding: 6px 10px;"
+                           "  margin: 1px 8px; color: %4; background: transparent; font-size: 13px; }"
+                           "#sidebar QPushButton:hover { background: %2; }"
+                           "#sidebar QPushButton:checked { background: %5; color: %4; font-weight: 600; }")
+                .arg(css(a.sidebar), css(a.separator), css(a.secondaryText), css(a.text), css(a.selection)));
+        return;
+    case Role::primaryButton:
+        widget->setStyleSheet(QStringLiteral("QPushButton { background: %1; color: white; border: none; border-radius: 6px;"
+                                             "  padding: 6px 18px; font-weight: 600; }"
+                                             "QPushButton:disabled { background: %2; color: %3; }")
+                                  .arg(css(a.accent), css(a.separator), css(a.secondaryText)));
+        return;
+    }
 }
 
 QIcon TarnelThemeManager::icon(const QString& name, const QColor& color, int size)
