@@ -512,26 +512,30 @@ void StatisticsCollector::collectGraphics(CollectedState& state, Date at)
     }
 }
 
-void StatisticsCollector::collectSmart(CollectedState& state, Date at)
+void StatisticsCollector::setSmartProbe(std::shared_ptr<const SmartctlProbe> probe, SmartReadings::Launch launch)
 {
-    if (!smart_ || !smart_->isAvailable())
+    smart_.reset();
+    if (!probe || !probe->isAvailable())
         return;
-    // smartctl wakes and queries every drive; the data moves slowly, so a reading lasts a while.
-    const auto now = now_();
-    if (smartCache_ && now - smartCache_->first < smartLifetime) {
-        state.arrays.storageSmartReports = smartCache_->second;
-        return;
-    }
-    static const auto statistics = std::make_shared<platform::StatvfsFileSystemStatistics>();
-    const auto catalog = DiskCatalogCollector(root_, statistics).collect();
-    for (const auto& disk : catalog.disks) {
-        if (disk.kind != HardwareDiskKind::drive || !disk.smartCapable)
-            continue;
-        auto report = smart_->read("/dev/" + disk.identifier);
-        if (report && report->hasHealthData())
-            state.arrays.storageSmartReports.push_back(judgeSmartReport(disk.identifier, *report, at));
-    }
-    smartCache_.emplace(now, state.arrays.storageSmartReports);
+    auto read = [root = root_, probe] {
+        const auto catalog = DiskCatalogCollector(root, std::make_shared<platform::StatvfsFileSystemStatistics>()).collect();
+        SmartReadings::Reports reports;
+        for (const auto& disk : catalog.disks) {
+            if (disk.kind != HardwareDiskKind::drive || !disk.smartCapable)
+                continue;
+            auto report = probe->read("/dev/" + disk.identifier);
+            if (report && report->hasHealthData())
+                reports.push_back(judgeSmartReport(disk.identifier, *report, Date::now()));
+        }
+        return reports;
+    };
+    smart_ = std::make_unique<SmartReadings>(std::move(read), now_, smartLifetime, std::move(launch));
+}
+
+void StatisticsCollector::collectSmart(CollectedState& state, Date)
+{
+    if (smart_)
+        state.arrays.storageSmartReports = smart_->current();
 }
 
 } // namespace tarnel::daemon

@@ -2,6 +2,7 @@
 
 #include "TarnelFoundation/Statistics/StatsSnapshots.h"
 
+#include "Statistics/SmartReadings.h"
 #include "Statistics/SmartctlProbe.h"
 
 #include "TarnelFoundation/Catalog/HardwareCatalog.h"
@@ -42,8 +43,9 @@ public:
     explicit StatisticsCollector(platform::SystemRoot root = {}, Now now = &std::chrono::steady_clock::now);
 
     CollectedState collect(const std::set<DaemonService>& services);
-    // Where S.M.A.R.T. data comes from; none means no reports.
-    void setSmartProbe(std::shared_ptr<const SmartctlProbe> probe) { smart_ = std::move(probe); }
+    // Where S.M.A.R.T. data comes from; none means no reports. Drives are read by `launch`
+    // (a thread of their own by default), and a tick serves the last reports.
+    void setSmartProbe(std::shared_ptr<const SmartctlProbe> probe, SmartReadings::Launch launch = {});
 
     static constexpr std::size_t topProcessCount = 5;
 
@@ -77,9 +79,8 @@ private:
         HardwareGPUCatalogItem item;
     };
     std::optional<std::vector<GraphicsEntry>> graphics_;
-    std::shared_ptr<const SmartctlProbe> smart_;
     static constexpr std::chrono::minutes smartLifetime{5};
-    std::optional<std::pair<std::chrono::steady_clock::time_point, std::vector<StatsStorageSmartReportSnapshot>>> smartCache_;
+    std::unique_ptr<SmartReadings> smart_;
 };
 
 } // namespace tarnel::daemon

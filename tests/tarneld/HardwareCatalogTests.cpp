@@ -2,6 +2,7 @@
 #include "Statistics/SensorClassification.h"
 #include "Statistics/SensorReadings.h"
 #include "Statistics/SmartHealth.h"
+#include "Statistics/SmartReadings.h"
 #include "Statistics/StatisticsCollector.h"
 
 #include "TestSupport.h"
@@ -247,7 +248,8 @@ TEST(HardwareCatalog, SensorsGraphicsAndSmartServicesOnTheDesktop)
     auto now = std::chrono::steady_clock::time_point{};
     StatisticsCollector collector(machine("desktop"), [&] { return now; });
     auto runner = std::make_shared<RecordedSmartctl>("desktop");
-    collector.setSmartProbe(recordedProbe(runner));
+    std::vector<std::function<void()>> reads; // smartctl runs off the tick: here, when the test says
+    collector.setSmartProbe(recordedProbe(runner), [&](std::function<void()> job) { reads.push_back(std::move(job)); });
     const std::set<DaemonService> services{DaemonService::sensors, DaemonService::gpuUsage, DaemonService::storageSmart};
     auto state = collector.collect(services);
 
@@ -269,17 +271,30 @@ TEST(HardwareCatalog, SensorsGraphicsAndSmartServicesOnTheDesktop)
     EXPECT_DOUBLE_EQ(values[W::fanSpeed], 1200);
     EXPECT_EQ(state.arrays.fans.size(), 3u);
 
+    // The first tick does not wait for the drives: it starts one read and goes on without reports.
+    EXPECT_TRUE(state.arrays.storageSmartReports.empty());
+    ASSERT_EQ(reads.size(), 1u);
+    EXPECT_TRUE(runner->calls.empty());
+    collector.collect({DaemonService::storageSmart});
+    EXPECT_EQ(reads.size(), 1u) << "one read at a time";
+    reads[0]();
+    EXPECT_EQ(runner->calls.size(), 2u) << "both SATA drives";
+    state = collector.collect({DaemonService::storageSmart});
     ASSERT_EQ(state.arrays.storageSmartReports.size(), 2u);
     EXPECT_EQ(state.arrays.storageSmartReports[1].identifier, "sdb");
     EXPECT_EQ(state.arrays.storageSmartReports[1].status, StatsHealthStatus::warning);
 
-    // Drives are asked again only after the reading has aged.
+    // Drives are asked again only after the reading has aged, and the old reports are served
+    // while they are.
     now += std::chrono::minutes(4);
     auto later = collector.collect({DaemonService::storageSmart});
-    EXPECT_EQ(runner->calls.size(), 2u);
+    EXPECT_EQ(reads.size(), 1u);
     EXPECT_EQ(later.arrays.storageSmartReports.size(), 2u);
     now += std::chrono::minutes(2);
-    collector.collect({DaemonService::storageSmart});
+    later = collector.collect({DaemonService::storageSmart});
+    ASSERT_EQ(reads.size(), 2u);
+    EXPECT_EQ(later.arrays.storageSmartReports.size(), 2u);
+    reads[1]();
     EXPECT_EQ(runner->calls.size(), 4u);
 
     // Without a probe there are no reports, and nothing else breaks.
@@ -289,6 +304,49 @@ TEST(HardwareCatalog, SensorsGraphicsAndSmartServicesOnTheDesktop)
     EXPECT_TRUE(vm.arrays.temperatures.empty());
     ASSERT_EQ(vm.arrays.gpuUsages.size(), 1u);
     EXPECT_FALSE(vm.arrays.gpuUsages[0].usageFraction);
+}
+
+TEST(HardwareCatalog, SmartReadingsSurviveAFailedReadAndJoinTheirThread)
+{
+    auto now = std::chrono::steady_clock::time_point{};
+    int calls = 0;
+    bool fail = false;
+    std::vector<std::function<void()>> reads;
+    SmartReadings readings(
+        [&] {
+            ++calls;
+            if (fail)
+                throw std::runtime_error("smartctl went away");
+            StatsStorageSmartReportSnapshot report;
+            report.identifier = "nvme0n1";
+            return SmartReadings::Reports{report};
+        },
+        [&] { return now; }, std::chrono::minutes(5), [&](std::function<void()> job) { reads.push_back(std::move(job)); });
+    readings.current();
+    reads.back()();
+    EXPECT_EQ(readings.current().size(), 1u);
+
+    // A read that throws keeps the last reports and is not retried at every tick.
+    fail = true;
+    now += std::chrono::minutes(5);
+    readings.current();
+    ASSERT_EQ(reads.size(), 2u);
+    reads.back()();
+    EXPECT_FALSE(readings.reading());
+    EXPECT_EQ(readings.current().size(), 1u);
+    EXPECT_EQ(reads.size(), 2u);
+    now += std::chrono::minutes(5);
+    fail = false;
+    readings.current();
+    EXPECT_EQ(reads.size(), 3u);
+
+    // On its own thread by default; going away waits for the read under way.
+    int threaded = 0;
+    {
+        SmartReadings own([&] { ++threaded; return SmartReadings::Reports{}; }, [&] { return now; }, std::chrono::minutes(5));
+        own.current();
+    }
+    EXPECT_EQ(threaded, 1);
 }
 
 TEST(HardwareCatalog, AWorkstationWithTwoDisksInARaidSetAndAnNvidiaCard)
