@@ -92,6 +92,22 @@ TEST_F(Logging, LinesPrefixesAndErrorTexts)
               "std::system_error: open: No such file or directory – No such file or directory");
 }
 
+TEST_F(Logging, AFollowedStreamsEndIsLoggedUnlessItWasACancellation)
+{
+    AppLogger::configure(std::nullopt, "app", std::nullopt);
+    auto failure = [](auto error) { return std::make_exception_ptr(error); };
+    EXPECT_TRUE(AppLogger::errorUnlessCancelled(failure(asio::system_error(asio::error::operation_aborted)), "op", "?"));
+    EXPECT_FALSE(AppLogger::errorUnlessCancelled(failure(std::runtime_error("daemon gone")), "start(onUpdate:)", "?"));
+    EXPECT_FALSE(AppLogger::errorUnlessCancelled(failure(std::runtime_error("daemon gone")), {}, "?"));
+    EXPECT_FALSE(AppLogger::errorUnlessCancelled(failure(42), {}, "ended with an unknown error"));
+
+    auto lines = AppLogger::collectLogs("eventType == logEvent", 1, std::nullopt);
+    ASSERT_EQ(lines.size(), 3u) << "nothing for the cancellation";
+    EXPECT_TRUE(lines[0].ends_with("start(onUpdate:) std::runtime_error: daemon gone – daemon gone")) << lines[0];
+    EXPECT_TRUE(lines[1].ends_with("] TestBody() std::runtime_error: daemon gone – daemon gone")) << "the caller's place: " << lines[1];
+    EXPECT_TRUE(lines[2].ends_with("ended with an unknown error")) << lines[2];
+}
+
 TEST_F(Logging, LinesCarryTheCallSite)
 {
     AppLogger::configure(std::nullopt, "app", std::nullopt);

@@ -1,5 +1,6 @@
 #include "QuendalFoundation/Runtime/AsyncStream.h"
 #include "QuendalFoundation/Runtime/Cancellation.h"
+#include "QuendalFoundation/Runtime/ConsumeWhileAlive.h"
 #include "QuendalFoundation/Runtime/Race.h"
 #include "QuendalFoundation/Runtime/RepeatingTimer.h"
 #include "QuendalFoundation/Runtime/SerialQueue.h"
@@ -240,6 +241,31 @@ TEST(Runtime, StreamTerminationRunsExactlyOnce)
     auto first = time.await(failing.next());
     EXPECT_EQ(first, 4);
     EXPECT_THROW(time.await(failing.next()), std::runtime_error);
+}
+
+TEST(Runtime, ConsumingWhileTheOwnerLivesStopsWithTheOwnerAndPassesFailuresOn)
+{
+    VirtualTime time;
+    auto owner = std::make_shared<std::vector<int>>();
+    auto [stream, producer] = AsyncStream<int>::make();
+    auto task = spawn(time.executor(), consumeWhileAlive(std::weak_ptr(owner), std::move(stream),
+                                                         [](std::vector<int>& seen, int value) { seen.push_back(value); }));
+    producer.yield(1);
+    producer.yield(2);
+    time.run();
+    EXPECT_EQ(*owner, (std::vector<int>{1, 2}));
+    owner.reset(); // the owner goes: the next element ends the loop without touching it
+    producer.yield(3);
+    time.run();
+    EXPECT_TRUE(task.isFinished());
+
+    auto failing = std::make_shared<std::vector<int>>();
+    auto [broken, breaker] = AsyncStream<int>::make();
+    breaker.yield(7);
+    breaker.finish(std::make_exception_ptr(std::runtime_error("daemon gone")));
+    auto consuming = consumeWhileAlive(std::weak_ptr(failing), std::move(broken), [](std::vector<int>& seen, int v) { seen.push_back(v); });
+    EXPECT_THROW(time.await(std::move(consuming)), std::runtime_error);
+    EXPECT_EQ(*failing, std::vector<int>{7}) << "what came before the failure was handed on";
 }
 
 TEST(Runtime, CancellingAWaitingConsumerTerminatesTheStream)

@@ -1,7 +1,7 @@
 #include "App/Dashboard/DashboardDaemonStatsStore.h"
 
 #include "QuendalFoundation/Logging/AppLogger.h"
-#include "QuendalFoundation/Runtime/Cancellation.h"
+#include "QuendalFoundation/Runtime/ConsumeWhileAlive.h"
 
 #include <cmath>
 
@@ -64,31 +64,21 @@ void DashboardDaemonStatsStore::start(std::function<void()> onUpdate)
 asio::awaitable<void> DashboardDaemonStatsStore::follow(std::weak_ptr<DashboardDaemonStatsStore> weak,
                                                         quendal::AsyncStream<StatsUpdateBatch> stream)
 {
+    std::exception_ptr failure;
     try {
-        for (;;) {
-            auto next = stream.next();
-            auto batch = co_await std::move(next);
-            if (!batch)
-                co_return;
-            auto self = weak.lock();
-            if (!self)
-                co_return;
-            self->apply(*batch);
-            if (self->onUpdate_)
-                self->onUpdate_();
-        }
+        auto following = quendal::consumeWhileAlive(std::move(weak), std::move(stream),
+                                                    [](DashboardDaemonStatsStore& self, StatsUpdateBatch batch) {
+                                                        self.apply(batch);
+                                                        if (self.onUpdate_)
+                                                            self.onUpdate_();
+                                                    });
+        co_await std::move(following);
     } catch (...) {
-        auto error = std::current_exception();
-        if (quendal::isCancellation(error))
-            co_return;
-        try {
-            std::rethrow_exception(error);
-        } catch (const std::exception& e) {
-            quendal::AppLogger::error(std::string("start(onUpdate:) ") + quendal::AppLogger::errorText(e));
-        } catch (...) {
-            quendal::AppLogger::error("start(onUpdate:) the statistics stream ended with an unknown error");
-        }
+        failure = std::current_exception();
     }
+    if (failure)
+        quendal::AppLogger::errorUnlessCancelled(failure, "start(onUpdate:)",
+                                                 "start(onUpdate:) the statistics stream ended with an unknown error");
 }
 
 void DashboardDaemonStatsStore::apply(const StatsUpdateBatch& batch)

@@ -3,7 +3,7 @@
 #include "TarnelKit/Stats/StatsClient.h"
 
 #include "QuendalFoundation/Logging/AppLogger.h"
-#include "QuendalFoundation/Runtime/Cancellation.h"
+#include "QuendalFoundation/Runtime/ConsumeWhileAlive.h"
 
 namespace tarnel {
 
@@ -62,31 +62,19 @@ void Router::pop()
 
 asio::awaitable<void> Router::watchBattery(std::weak_ptr<Router> weak, quendal::AsyncStream<StatsUpdateBatch> stream)
 {
+    std::exception_ptr failure;
     try {
-        for (;;) {
-            auto next = stream.next();
-            auto batch = co_await std::move(next);
-            if (!batch)
-                co_return;
-            auto self = weak.lock();
-            if (!self)
-                co_return;
+        auto following = quendal::consumeWhileAlive(std::move(weak), std::move(stream), [](Router& self, StatsUpdateBatch batch) {
             // The user is never moved away from Battery when it vanishes; only the row goes.
-            self->hasBattery_ = batch->battery.has_value();
-            self->routes.set(routesFor(self->hasBattery_));
-        }
+            self.hasBattery_ = batch.battery.has_value();
+            self.routes.set(routesFor(self.hasBattery_));
+        });
+        co_await std::move(following);
     } catch (...) {
-        auto error = std::current_exception();
-        if (quendal::isCancellation(error))
-            co_return;
-        try {
-            std::rethrow_exception(error);
-        } catch (const std::exception& e) {
-            quendal::AppLogger::error(e);
-        } catch (...) {
-            quendal::AppLogger::error("The battery watch ended with an unknown error");
-        }
+        failure = std::current_exception();
     }
+    if (failure)
+        quendal::AppLogger::errorUnlessCancelled(failure, {}, "The battery watch ended with an unknown error");
 }
 
 } // namespace tarnel

@@ -2,6 +2,7 @@
 
 #include "QuendalFoundation/Logging/LogPredicate.h"
 #include "QuendalFoundation/Logging/LogStore.h"
+#include "QuendalFoundation/Runtime/Cancellation.h"
 
 #include <fmt/format.h>
 
@@ -213,6 +214,21 @@ void AppLogger::warning(std::string_view m, const char* l, Where w) { log(LogLev
 void AppLogger::error(std::string_view m, const char* l, Where w) { log(LogLevel::error, m, l, w); }
 void AppLogger::critical(std::string_view m, const char* l, Where w) { log(LogLevel::critical, m, l, w); }
 void AppLogger::error(const std::exception& failure, const char* l, Where w) { log(LogLevel::error, errorText(failure), l, w); }
+
+bool AppLogger::errorUnlessCancelled(std::exception_ptr failure, std::string_view operation, std::string_view unknown,
+                                     Where where)
+{
+    if (isCancellation(failure))
+        return true;
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& e) {
+        log(LogLevel::error, operation.empty() ? errorText(e) : std::string(operation) + " " + errorText(e), nullptr, where);
+    } catch (...) {
+        log(LogLevel::error, unknown, nullptr, where);
+    }
+    return false;
+}
 
 std::string AppLogger::errorText(const std::exception& failure)
 {

@@ -57,6 +57,10 @@ public:
     static void critical(std::string_view message, const char* label = nullptr, Where where = Where::current());
     // One error-level line that describes the error.
     static void error(const std::exception& failure, const char* label = nullptr, Where where = Where::current());
+    // How a followed stream ended: nothing for a cancellation (true), else an error line, the
+    // error's text after `operation` when one is named, or `unknown` for a non-standard error.
+    static bool errorUnlessCancelled(std::exception_ptr failure, std::string_view operation, std::string_view unknown,
+                                     Where where = Where::current());
     static void log(LogLevel level, std::string_view message, const char* label, Where where);
 
     // The text of a line as it is written.

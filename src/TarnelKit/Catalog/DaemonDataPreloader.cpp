@@ -3,7 +3,7 @@
 #include "TarnelKit/Stats/StatsClient.h"
 
 #include "QuendalFoundation/Logging/AppLogger.h"
-#include "QuendalFoundation/Runtime/Cancellation.h"
+#include "QuendalFoundation/Runtime/ConsumeWhileAlive.h"
 #include "QuendalFoundation/Runtime/Runtime.h"
 
 #include <asio/experimental/awaitable_operators.hpp>
@@ -20,21 +20,6 @@ void release(std::optional<quendal::Task>& task)
     if (task)
         task->detach();
     task.reset();
-}
-
-// Logs a subscription's end unless it was a cancellation; true when it was one.
-bool logUnlessCancelled(std::exception_ptr error)
-{
-    if (quendal::isCancellation(error))
-        return true;
-    try {
-        std::rethrow_exception(error);
-    } catch (const std::exception& e) {
-        quendal::AppLogger::error(e);
-    } catch (...) {
-        quendal::AppLogger::error("A statistics subscription ended with an unknown error");
-    }
-    return false;
 }
 
 } // namespace
@@ -98,22 +83,16 @@ asio::awaitable<void> DaemonDataPreloader::followStartupStatistics(std::weak_ptr
 {
     std::exception_ptr failure;
     try {
-        for (;;) {
-            auto next = stream.next();
-            auto batch = co_await std::move(next);
-            if (!batch)
-                co_return; // ended cleanly: the task stays set so the cache is never opened twice
-            if (!isUsefulStartupBatch(*batch))
-                continue;
-            auto self = weak.lock();
-            if (!self)
-                co_return;
-            self->startupStatsBatch.set(std::move(batch));
-        }
+        // A clean end leaves the task set, so the cache is never opened twice.
+        auto following = quendal::consumeWhileAlive(weak, std::move(stream), [](DaemonDataPreloader& self, StatsUpdateBatch batch) {
+            if (isUsefulStartupBatch(batch))
+                self.startupStatsBatch.set(std::move(batch));
+        });
+        co_await std::move(following);
     } catch (...) {
         failure = std::current_exception();
     }
-    if (logUnlessCancelled(failure))
+    if (!failure || quendal::AppLogger::errorUnlessCancelled(failure, {}, "A statistics subscription ended with an unknown error"))
         co_return;
     if (auto self = weak.lock())
         release(self->startupStatsTask_);
@@ -132,24 +111,18 @@ asio::awaitable<void> DaemonDataPreloader::followStorageSmart(std::weak_ptr<Daem
 {
     std::exception_ptr failure;
     try {
-        for (;;) {
-            auto next = stream.next();
-            auto batch = co_await std::move(next);
-            if (!batch)
-                co_return;
+        auto following = quendal::consumeWhileAlive(weak, std::move(stream), [](DaemonDataPreloader& self, StatsUpdateBatch batch) {
             // A batch without reports leaves the last ones in place.
-            if (batch->storageSmartReports.empty())
-                continue;
-            auto self = weak.lock();
-            if (!self)
-                co_return;
-            self->storageSmartReports.set(std::move(batch->storageSmartReports));
-            self->storageSmartError.set(nullptr);
-        }
+            if (batch.storageSmartReports.empty())
+                return;
+            self.storageSmartReports.set(std::move(batch.storageSmartReports));
+            self.storageSmartError.set(nullptr);
+        });
+        co_await std::move(following);
     } catch (...) {
         failure = std::current_exception();
     }
-    if (logUnlessCancelled(failure))
+    if (!failure || quendal::AppLogger::errorUnlessCancelled(failure, {}, "A statistics subscription ended with an unknown error"))
         co_return;
     if (auto self = weak.lock()) {
         self->storageSmartError.set(failure);
