@@ -39,7 +39,7 @@ struct ScanOperation {
 };
 
 DiskScanner::DiskScanner(ProgressHandler progressHandler, bool tree)
-    : buildTree(tree), queue_("DiskScanner Queue"), progressHandler_(std::move(progressHandler))
+    : buildTree(tree), progressHandler_(std::move(progressHandler))
 {
 }
 
@@ -64,8 +64,11 @@ DiskScanResult DiskScanner::walk(const std::shared_ptr<FileNode>& root)
     auto& clock = quendal::Runtime::shared().clock();
     auto start = clock.now();
     if (!isCancelled()) {
-        queue_.sync([this] { activeThreadsSeen_ = ++activeThreads_; });
-        enqueue(Visit{root, pathComponentCount(root->path()), true}, nullptr);
+        ++activeThreads_;
+        auto path = root->path();
+        auto components = pathComponentCount(path);
+        auto folder = std::make_shared<const Folder>(Folder{std::move(path), root.get(), nullptr});
+        enqueue(Visit{root, std::move(folder), components, true}, nullptr);
     }
     operationQueue_.waitUntilAllOperationsAreFinished();
     if (progressTimer_)
@@ -79,11 +82,6 @@ void DiskScanner::cancel()
     operationQueue_.cancelAllOperations();
 }
 
-int DiskScanner::activeThreads()
-{
-    return queue_.sync([this] { return activeThreads_; });
-}
-
 void DiskScanner::enqueue(Visit visit, std::unique_ptr<DirectoryListing> listing)
 {
     ++operationsEnqueued_;
@@ -94,20 +92,14 @@ void DiskScanner::enqueue(Visit visit, std::unique_ptr<DirectoryListing> listing
 // threads really walking; a directory walked on the thread that found it takes none.
 bool DiskScanner::takeThread()
 {
-    if (activeThreadsSeen_.load(std::memory_order_relaxed) >= threadBudget)
-        return false;
-    return queue_.sync([this] {
-        if (activeThreads_ >= threadBudget)
-            return false;
-        activeThreadsSeen_ = ++activeThreads_;
-        return true;
-    });
+    int active = activeThreads_.load(std::memory_order_relaxed);
+    while (active < threadBudget)
+        if (activeThreads_.compare_exchange_weak(active, active + 1))
+            return true;
+    return false;
 }
 
-void DiskScanner::returnThread()
-{
-    queue_.sync([this] { activeThreadsSeen_ = --activeThreads_; });
-}
+void DiskScanner::returnThread() { activeThreads_.fetch_sub(1); }
 
 void DiskScanner::traverse(const Visit& visit, bool ownOperation, std::unique_ptr<DirectoryListing> listing)
 {
@@ -115,7 +107,7 @@ void DiskScanner::traverse(const Visit& visit, bool ownOperation, std::unique_pt
     if (!listing) {
         // A cancelled walk goes below no further directory.
         if (!isCancelled())
-            listing = DirectoryListing::open(visit.node->path(), visit.isRoot);
+            listing = DirectoryListing::open(visit.folder->path, visit.isRoot);
         if (!listing) {
             if (ownOperation)
                 returnThread();
@@ -148,12 +140,15 @@ void DiskScanner::traverse(const Visit& visit, bool ownOperation, std::unique_pt
 void DiskScanner::list(const Visit& visit, DirectoryListing& listing, std::vector<Visit>& below)
 {
     FileNode& parent = *visit.node;
+    const std::string& parentPath = visit.folder->path;
+    const std::shared_ptr<const std::string> folderPath(visit.folder, &visit.folder->path);
     const int childComponents = visit.components + 1;
     const bool depthAllows = !settings.maxDepth || childComponents < *settings.maxDepth;
-    const std::string prefix = parent.path() == "/" ? std::string("/") : parent.path() + "/";
-    std::string childPath;
+    const bool showCollectors = !collectors.empty();
     std::int64_t batchBytes = 0;
     std::int64_t batchNodes = 0;
+    if (buildTree)
+        parent.reserveChildren(listing.entryCount());
 
     listing.forEachEntry([&](const DirectoryListing::Entry& entry) {
         if (entry.name.empty()) {
@@ -163,10 +158,10 @@ void DiskScanner::list(const Visit& visit, DirectoryListing& listing, std::vecto
         unsigned char type = entry.type;
         std::int64_t size = 0;
         if (type == DT_REG || type == DT_LNK || type == DT_UNKNOWN) {
-            struct statx attributes {};
+            struct statx attributes;
             unsigned mask = type == DT_UNKNOWN ? STATX_TYPE | STATX_SIZE : STATX_SIZE;
-            if (::statx(listing.descriptor(), entry.name.data(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, mask,
-                        &attributes) != 0)
+            if (::statx(listing.descriptor(), entry.name.data(),
+                        AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC, mask, &attributes) != 0)
                 return; // gone since it was listed
             if (type == DT_UNKNOWN)
                 type = IFTODT(attributes.stx_mode);
@@ -179,32 +174,32 @@ void DiskScanner::list(const Visit& visit, DirectoryListing& listing, std::vecto
             return;
 
         const bool directory = type == DT_DIR;
-        childPath.assign(prefix).append(entry.name);
-        auto node = std::make_shared<FileNode>(childPath, visit.node, directory ? 0 : size,
+        auto node = std::make_shared<FileNode>(folderPath, entry.name, visit.node, directory ? 0 : size,
                                                directory ? FileNode::NodeType::directory : FileNode::NodeType::file);
         if (buildTree)
             parent.appendChild(node);
-        for (const auto& collector : collectors)
-            collector->collect(node);
+        if (showCollectors)
+            for (const auto& collector : collectors)
+                collector->collect(node);
         ++batchNodes;
 
-        if (!directory || !depthAllows)
-            return;
-        if (!settings.searchBundles && BundleRule::isBundle(parent.path(), entry.name))
-            return;
-        below.push_back(Visit{std::move(node), childComponents, false});
+        if (directory && depthAllows && (settings.searchBundles || !BundleRule::isBundle(parentPath, entry.name))) {
+            std::string path;
+            path.reserve(parentPath.size() + 1 + entry.name.size());
+            path.append(parentPath);
+            if (path.back() != '/')
+                path += '/';
+            path.append(entry.name);
+            auto folder = std::make_shared<const Folder>(Folder{std::move(path), node.get(), visit.folder});
+            below.push_back(Visit{std::move(node), std::move(folder), childComponents, false});
+        }
     });
 
+    // Every folder up to the root holds the sum of everything below it, current as the walk goes.
     if (buildTree && batchBytes != 0)
-        addSizeToAncestors(parent, batchBytes);
+        for (const Folder* folder = visit.folder.get(); folder; folder = folder->up.get())
+            folder->node->addSize(batchBytes);
     filesScanned_.fetch_add(batchNodes, std::memory_order_relaxed);
-}
-
-void DiskScanner::addSizeToAncestors(FileNode& parent, std::int64_t bytes)
-{
-    parent.addSize(bytes);
-    for (auto ancestor = parent.parent(); ancestor; ancestor = ancestor->parent())
-        ancestor->addSize(bytes);
 }
 
 } // namespace tarnel

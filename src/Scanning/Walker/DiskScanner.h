@@ -1,7 +1,6 @@
 #pragma once
 
 #include "QuendalFoundation/Runtime/RepeatingTimer.h"
-#include "QuendalFoundation/Runtime/SerialQueue.h"
 #include "Scanning/Walker/DiskScanResult.h"
 #include "Scanning/Walker/FileNode.h"
 #include "Scanning/Walker/OperationQueue.h"
@@ -56,12 +55,21 @@ public:
     std::int64_t filesScanned() const { return filesScanned_.load(); }
     // Operations enqueued by this walk, the root's included.
     std::int64_t operationsEnqueued() const { return operationsEnqueued_.load(); }
-    // Read on the scanner's queue.
-    int activeThreads();
+    // Units of the thread budget held by operations queued or running.
+    int activeThreads() const { return activeThreads_.load(); }
 
 private:
+    // A directory being walked: its path, shared as the folder path of its entries, and in tree
+    // mode the chain of folders up to the root that its bytes are added to. The tree keeps
+    // those nodes alive for the whole walk.
+    struct Folder {
+        std::string path;
+        FileNode* node;
+        std::shared_ptr<const Folder> up;
+    };
     struct Visit {
         std::shared_ptr<FileNode> node;
+        std::shared_ptr<const Folder> folder;
         int components;
         bool isRoot = false;
     };
@@ -72,11 +80,8 @@ private:
     void list(const Visit& visit, DirectoryListing& listing, std::vector<Visit>& below);
     bool takeThread();
     void returnThread();
-    void addSizeToAncestors(FileNode& parent, std::int64_t bytes);
 
-    quendal::SerialQueue queue_;
-    int activeThreads_ = 0;                 // only on queue_
-    std::atomic<int> activeThreadsSeen_{0}; // a copy for a quick "budget spent" answer
+    std::atomic<int> activeThreads_{0};
     ProgressHandler progressHandler_;
     std::unique_ptr<quendal::RepeatingTimer> progressTimer_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -12,16 +12,49 @@ std::optional<FileNode::NodeType> FileNode::nodeType(int rawValue)
 }
 
 FileNode::FileNode(std::string path, const std::shared_ptr<FileNode>& parent, std::int64_t size, NodeType type)
-    : path_(normalizedDirectoryPath(std::move(path))), parent_(parent), size_(size), type_(type)
+    : parent_(parent), size_(size), type_(type)
 {
+    path = normalizedDirectoryPath(std::move(path));
+    auto slash = path.rfind('/');
+    if (slash == std::string::npos || path == "/") {
+        name_ = std::move(path);
+        return;
+    }
+    folderPath_ = std::make_shared<const std::string>(slash == 0 ? std::string("/") : path.substr(0, slash));
+    name_ = path.substr(slash + 1);
+}
+
+FileNode::FileNode(std::shared_ptr<const std::string> folderPath, std::string_view name,
+                   const std::shared_ptr<FileNode>& parent, std::int64_t size, NodeType type)
+    : folderPath_(std::move(folderPath)), name_(name), parent_(parent), size_(size), type_(type)
+{
+}
+
+std::string FileNode::path() const
+{
+    if (!folderPath_)
+        return name_;
+    std::string path;
+    path.reserve(folderPath_->size() + 1 + name_.size());
+    path.append(*folderPath_);
+    if (path.back() != '/')
+        path += '/';
+    path.append(name_);
+    return path;
+}
+
+bool FileNode::operator==(const FileNode& other) const
+{
+    return isDirectory() == other.isDirectory() && name_ == other.name_ && path() == other.path();
 }
 
 std::string FileNode::url() const
 {
     static constexpr char hex[] = "0123456789ABCDEF";
+    const std::string path = this->path();
     std::string url = "file://";
-    url.reserve(path_.size() + 8);
-    for (unsigned char c : path_) {
+    url.reserve(path.size() + 8);
+    for (unsigned char c : path) {
         bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '/' ||
                      c == '-' || c == '_' || c == '.' || c == '~';
         if (plain) {
@@ -35,15 +68,6 @@ std::string FileNode::url() const
     if (isDirectory() && url.back() != '/')
         url += '/';
     return url;
-}
-
-std::string_view FileNode::name() const
-{
-    std::string_view path = path_;
-    if (path == "/")
-        return path;
-    auto slash = path.rfind('/');
-    return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }
 
 std::string_view FileNode::fileExtension() const
@@ -63,7 +87,7 @@ std::vector<std::shared_ptr<FileNode>> FileNode::allParents() const
     return result;
 }
 
-std::size_t FileNode::hash() const { return std::hash<std::string>{}(path_) ^ (isDirectory() ? 0x9e3779b9u : 0u); }
+std::size_t FileNode::hash() const { return std::hash<std::string>{}(path()) ^ (isDirectory() ? 0x9e3779b9u : 0u); }
 
 std::string normalizedDirectoryPath(std::string path)
 {

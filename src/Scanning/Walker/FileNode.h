@@ -11,8 +11,9 @@
 namespace tarnel {
 
 // One entry of a walk. Identity is the URL: the path plus the directory flag. A node holds its
-// parent weakly, so a node kept alone does not keep the tree.
-class FileNode : public std::enable_shared_from_this<FileNode> {
+// parent weakly, so a node kept alone does not keep the tree; it keeps only the path of its
+// folder, one string shared by all entries of that folder.
+class FileNode {
 public:
     // The order of the kernel's vnode types; the walker only creates file and directory nodes.
     enum class NodeType : int { none, file, directory, block, character, link, socket, fifo, bad, string, complex };
@@ -24,11 +25,14 @@ public:
 
     // `path` is absolute; trailing slashes are dropped.
     FileNode(std::string path, const std::shared_ptr<FileNode>& parent, std::int64_t size, NodeType type);
+    // An entry `name` of the folder at `folderPath`, whose node is `parent`.
+    FileNode(std::shared_ptr<const std::string> folderPath, std::string_view name,
+             const std::shared_ptr<FileNode>& parent, std::int64_t size, NodeType type);
 
-    const std::string& path() const { return path_; }
+    std::string path() const;
     // "file://" and the percent-encoded path, with a trailing slash for a directory.
     std::string url() const;
-    std::string_view name() const;
+    std::string_view name() const { return name_; }
     // The text after the last dot of the name, empty when there is none.
     std::string_view fileExtension() const;
 
@@ -45,12 +49,14 @@ public:
     // read only after the walk.
     const std::vector<std::shared_ptr<FileNode>>& children() const { return children_; }
     void appendChild(std::shared_ptr<FileNode> child) { children_.push_back(std::move(child)); }
+    void reserveChildren(std::size_t count) { children_.reserve(children_.size() + count); }
 
-    bool operator==(const FileNode& other) const { return isDirectory() == other.isDirectory() && path_ == other.path_; }
+    bool operator==(const FileNode& other) const;
     std::size_t hash() const;
 
 private:
-    std::string path_;
+    std::shared_ptr<const std::string> folderPath_; // null when name_ is the whole path
+    std::string name_;
     std::weak_ptr<FileNode> parent_;
     std::atomic<std::int64_t> size_;
     NodeType type_;
