@@ -5,12 +5,29 @@
 #include "Scanning/ScanLog.h"
 #include "Scanning/Walker/BundleRule.h"
 #include "Scanning/Walker/DirectoryListing.h"
+#include "Scanning/Walker/NodeArena.h"
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <thread>
+
 namespace tarnel {
+
+namespace {
+
+// Threads that run operations. With warm caches a walk is system calls that don't block, so two
+// threads a core keep the cores busy while a few wait for the disk; more only add switches and
+// cache misses. The budget of 16 still bounds the operations queued and running.
+int operationThreads()
+{
+    int cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    return std::clamp(2 * cores, 4, DiskScanner::threadBudget);
+}
+
+} // namespace
 
 // One directory handed to an operation of its own; it holds one unit of the thread budget
 // until it has run or was dropped by a cancel.
@@ -39,7 +56,7 @@ struct ScanOperation {
 };
 
 DiskScanner::DiskScanner(ProgressHandler progressHandler, bool tree)
-    : buildTree(tree), progressHandler_(std::move(progressHandler))
+    : buildTree(tree), progressHandler_(std::move(progressHandler)), operationQueue_(operationThreads())
 {
 }
 
@@ -174,8 +191,12 @@ void DiskScanner::list(const Visit& visit, DirectoryListing& listing, std::vecto
             return;
 
         const bool directory = type == DT_DIR;
-        auto node = std::make_shared<FileNode>(folderPath, entry.name, visit.node, directory ? 0 : size,
-                                               directory ? FileNode::NodeType::directory : FileNode::NodeType::file);
+        const auto nodeType = directory ? FileNode::NodeType::directory : FileNode::NodeType::file;
+        const std::int64_t nodeSize = directory ? 0 : size;
+        // A tree's nodes die together and share chunks; a collected node may live on alone.
+        auto node = buildTree ? std::allocate_shared<FileNode>(NodeArenaAllocator<FileNode>(), folderPath, entry.name,
+                                                               visit.node, nodeSize, nodeType)
+                              : std::make_shared<FileNode>(folderPath, entry.name, visit.node, nodeSize, nodeType);
         if (buildTree)
             parent.appendChild(node);
         if (showCollectors)
