@@ -83,6 +83,8 @@ public:
     void expectEnd() const;
 
     std::size_t offset() const { return offset_; }
+    // Whether `text` may stand in the bytes as a string or key.
+    static bool isValidText(std::string_view text) { return isAscii(text) || isValidUtf8(text); }
     [[noreturn]] void malformed(std::size_t at, const std::string& what) const;
 
 private:
