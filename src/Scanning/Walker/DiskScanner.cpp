@@ -11,23 +11,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
-#include <thread>
-
 namespace tarnel {
-
-namespace {
-
-// Threads that run operations. With warm caches a walk is system calls that don't block, so two
-// threads a core keep the cores busy while a few wait for the disk; more only add switches and
-// cache misses. The budget of 16 still bounds the operations queued and running.
-int operationThreads()
-{
-    int cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-    return std::clamp(2 * cores, 4, DiskScanner::threadBudget);
-}
-
-} // namespace
 
 // One directory handed to an operation of its own; it holds one unit of the thread budget
 // until it has run or was dropped by a cancel.
@@ -56,7 +40,7 @@ struct ScanOperation {
 };
 
 DiskScanner::DiskScanner(ProgressHandler progressHandler, bool tree)
-    : buildTree(tree), progressHandler_(std::move(progressHandler)), operationQueue_(operationThreads())
+    : buildTree(tree), progressHandler_(std::move(progressHandler))
 {
 }
 
