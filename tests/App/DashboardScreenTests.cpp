@@ -82,8 +82,12 @@ TEST(DashboardScreen, ALaptopWithABatteryAndTwoGraphicsDevices)
         store, catalog, inventory, nullptr, [](const StatsProcessUsageSnapshot& p) { return p.path.empty() ? "utilities-terminal" : p.name; },
         [] { return quendal::TemperatureUnitFormat::celsius; }});
 
-    gui::MainWindow window(quietRouter(), [provider](AppRoute route) -> QWidget* {
-        return route == AppRoute::dashboard ? gui::makeDashboardScreen(provider) : nullptr;
+    gui::CollectionScreen* screen = nullptr;
+    gui::MainWindow window(quietRouter(), [provider, &screen](AppRoute route) -> QWidget* {
+        if (route != AppRoute::dashboard)
+            return nullptr;
+        screen = gui::makeDashboardScreen(provider);
+        return screen;
     });
     window.resize(1180, 900);
     window.show();
@@ -97,6 +101,17 @@ TEST(DashboardScreen, ALaptopWithABatteryAndTwoGraphicsDevices)
     ASSERT_TRUE(header);
     EXPECT_EQ(header->sizeTitle, "2022") << "the first part of the parenthesis that holds a year";
     save(window, "dashboard-laptop");
+
+    // The cards follow a change of theme in place: the same card widgets, dark colours.
+    ASSERT_TRUE(screen);
+    const int reloads = screen->reloadCount();
+    const int rebuilds = screen->rebuildCount();
+    gui::TarnelThemeManager::shared().setTheme(quendal::Theme::dark);
+    QTest::qWait(50);
+    EXPECT_EQ(screen->rebuildCount(), rebuilds);
+    EXPECT_GT(screen->reloadCount(), reloads) << "bound again at once";
+    save(window, "dashboard-laptop-dark");
+    gui::TarnelThemeManager::shared().setTheme(quendal::Theme::light);
 }
 
 TEST(DashboardScreen, LiveValuesFromTheSessionDaemonOnThisMachine)
