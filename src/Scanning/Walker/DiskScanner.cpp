@@ -5,6 +5,7 @@
 #include "Scanning/ScanLog.h"
 #include "Scanning/Walker/BundleRule.h"
 #include "Scanning/Walker/DirectoryListing.h"
+#include "Scanning/Walker/EntryAttributes.h"
 #include "Scanning/Walker/NodeArena.h"
 
 #include <dirent.h>
@@ -138,6 +139,30 @@ void DiskScanner::traverse(const Visit& visit, bool ownOperation, std::unique_pt
         returnThread();
 }
 
+// Reads slices of a huge batch beside the thread that lists it; holds a unit of the budget
+// until it has run or was dropped by a cancel.
+struct AttributeHelper {
+    AttributeHelper(DiskScanner* owner, std::shared_ptr<EntryAttributes> batch)
+        : scanner(owner), attributes(std::move(batch))
+    {
+    }
+    AttributeHelper(AttributeHelper&& other) noexcept
+        : scanner(std::exchange(other.scanner, nullptr)), attributes(std::move(other.attributes))
+    {
+    }
+    AttributeHelper& operator=(AttributeHelper&&) = delete;
+    ~AttributeHelper()
+    {
+        if (scanner)
+            scanner->returnThread();
+    }
+
+    void operator()() { attributes->readSlices(); }
+
+    DiskScanner* scanner;
+    std::shared_ptr<EntryAttributes> attributes;
+};
+
 void DiskScanner::list(const Visit& visit, DirectoryListing& listing, std::vector<Visit>& below)
 {
     FileNode& parent = *visit.node;
@@ -148,39 +173,39 @@ void DiskScanner::list(const Visit& visit, DirectoryListing& listing, std::vecto
     const bool showCollectors = !collectors.empty();
     std::int64_t batchBytes = 0;
     std::int64_t batchNodes = 0;
-    if (buildTree)
-        parent.reserveChildren(listing.entryCount());
 
-    listing.forEachEntry([&](const DirectoryListing::Entry& entry) {
+    std::vector<DirectoryListing::Entry> entries;
+    entries.reserve(listing.entryCount());
+    listing.forEachEntry([&entries](const DirectoryListing::Entry& entry) { entries.push_back(entry); });
+    auto batch = std::make_shared<EntryAttributes>(listing.descriptor(), std::move(entries));
+    // A huge batch is shared with a spare thread of the budget, if there is one.
+    if (batch->pending() >= sharedBatchSize && takeThread())
+        operationQueue_.addOperation(AttributeHelper(this, batch));
+    batch->finish();
+    if (buildTree)
+        parent.reserveChildren(batch->size());
+
+    for (std::size_t i = 0; i < batch->size(); ++i) {
+        const auto& entry = batch->entry(i);
+        const auto& attributes = batch->attributes(i);
         if (entry.name.empty()) {
             ScanLog::shared().log(ScanLogLevel::info, "Encountered an unknown file");
-            return;
+            continue;
         }
-        unsigned char type = entry.type;
-        std::int64_t size = 0;
-        if (type == DT_REG || type == DT_LNK || type == DT_UNKNOWN) {
-            struct statx attributes;
-            unsigned mask = type == DT_UNKNOWN ? STATX_TYPE | STATX_SIZE : STATX_SIZE;
-            if (::statx(listing.descriptor(), entry.name.data(),
-                        AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC, mask, &attributes) != 0)
-                return; // gone since it was listed
-            if (type == DT_UNKNOWN)
-                type = IFTODT(attributes.stx_mode);
-            if (type == DT_REG || type == DT_LNK)
-                size = static_cast<std::int64_t>(attributes.stx_size);
-        }
+        if (attributes.gone)
+            continue;
         // A symbolic link's own size counts for its ancestors although it gets no node.
-        batchBytes += size;
-        if (type != DT_REG && type != DT_DIR)
-            return;
+        batchBytes += attributes.size;
+        if (attributes.type != DT_REG && attributes.type != DT_DIR)
+            continue;
 
-        const bool directory = type == DT_DIR;
+        const bool directory = attributes.type == DT_DIR;
         const auto nodeType = directory ? FileNode::NodeType::directory : FileNode::NodeType::file;
-        const std::int64_t nodeSize = directory ? 0 : size;
         // A tree's nodes die together and share chunks; a collected node may live on alone.
         auto node = buildTree ? std::allocate_shared<FileNode>(NodeArenaAllocator<FileNode>(), folderPath, entry.name,
-                                                               visit.node, nodeSize, nodeType)
-                              : std::make_shared<FileNode>(folderPath, entry.name, visit.node, nodeSize, nodeType);
+                                                               visit.node, attributes.size, nodeType)
+                              : std::make_shared<FileNode>(folderPath, entry.name, visit.node, attributes.size,
+                                                           nodeType);
         if (buildTree)
             parent.appendChild(node);
         if (showCollectors)
@@ -198,7 +223,7 @@ void DiskScanner::list(const Visit& visit, DirectoryListing& listing, std::vecto
             auto folder = std::make_shared<const Folder>(Folder{std::move(path), node.get(), visit.folder});
             below.push_back(Visit{std::move(node), std::move(folder), childComponents, false});
         }
-    });
+    }
 
     // Every folder up to the root holds the sum of everything below it, current as the walk goes.
     if (buildTree && batchBytes != 0)

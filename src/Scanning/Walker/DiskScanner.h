@@ -35,6 +35,8 @@ public:
 
     static constexpr int threadBudget = 16;
     static constexpr std::size_t splitEntryCount = 17;
+    // Entries to stat in one batch from which a spare thread of the budget helps.
+    static constexpr std::size_t sharedBatchSize = 512;
     static constexpr double progressInterval = 1.0 / 15.0;
 
     explicit DiskScanner(ProgressHandler progressHandler = {}, bool buildTree = false);
@@ -74,6 +76,7 @@ private:
         bool isRoot = false;
     };
     friend struct ScanOperation;
+    friend struct AttributeHelper;
 
     void enqueue(Visit visit, std::unique_ptr<DirectoryListing> listing);
     void traverse(const Visit& visit, bool ownOperation, std::unique_ptr<DirectoryListing> listing);
