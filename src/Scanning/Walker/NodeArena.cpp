@@ -33,8 +33,6 @@ Chunk* mapChunk()
         ::munmap(mapped, aligned - start);
     if (auto tail = start + span - (aligned + NodeArena::chunkSize))
         ::munmap(reinterpret_cast<void*>(aligned + NodeArena::chunkSize), tail);
-    // One call that faults the pages in, instead of a fault for every page; fine to fail.
-    ::madvise(reinterpret_cast<void*>(aligned), NodeArena::chunkSize, MADV_POPULATE_WRITE);
     liveChunkCount.fetch_add(1, std::memory_order_relaxed);
     return new (reinterpret_cast<void*>(aligned)) Chunk;
 }

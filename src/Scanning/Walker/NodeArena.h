@@ -7,8 +7,8 @@ namespace tarnel {
 // Memory for the nodes of a tree walk. Each thread carves nodes in order out of a chunk of its
 // own; a chunk goes back to the system when the last node carved from it is freed, on whatever
 // thread. A tree's nodes live and die together, so this costs no memory that the tree would not
-// hold anyway, and it spares the walk a heap allocation, a growing heap and a page fault for
-// every few nodes. Not for nodes that outlive their neighbours one by one: a single survivor
+// hold anyway, and it spares the walk a heap allocation for every node and the growing of a
+// heap for every thread. Pages are touched only as nodes fill them. Not for nodes that outlive their neighbours one by one: a single survivor
 // keeps its whole chunk.
 class NodeArena {
 public:
