@@ -296,11 +296,13 @@ TEST(Walker, FileScannerReportsMatchesOnceAndRefusesASecondStart)
         temporary.path().string(),
         std::vector<SearchFileCollector::Evaluator>{[](const FileNode& node) { return node.fileExtension() == "txt"; }});
     std::optional<std::pair<std::set<std::string>, std::int64_t>> finished;
+    FileCollector::Files kept;
     scanner->callbacks.didFinishScanningFiles = [&](const FileCollector::Files& files, std::int64_t total) {
         std::set<std::string> found;
         for (const auto& file : files)
             found.emplace(file->name());
         finished.emplace(found, total);
+        kept = files;
     };
     scanner->start();
     scanner->start();
@@ -309,6 +311,14 @@ TEST(Walker, FileScannerReportsMatchesOnceAndRefusesASecondStart)
     EXPECT_EQ(finished->first, (std::set<std::string>{"a.txt", "b.txt"}));
     EXPECT_EQ(finished->second, 4);
     EXPECT_FALSE(scanner->isRunning());
+    // A kept node knows its path after its folder's node is gone.
+    std::set<std::string> paths;
+    for (const auto& file : kept) {
+        paths.insert(file->path());
+        if (file->name() == "b.txt")
+            EXPECT_EQ(file->parent(), nullptr) << "no one keeps the folder sub";
+    }
+    EXPECT_EQ(paths, (std::set<std::string>{(temporary.path() / "a.txt").string(), (temporary.path() / "sub/b.txt").string()}));
 }
 
 TEST(Walker, FileNodeIdentityAndUrls)
