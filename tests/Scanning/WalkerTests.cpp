@@ -315,8 +315,9 @@ TEST(Walker, FileScannerReportsMatchesOnceAndRefusesASecondStart)
     std::set<std::string> paths;
     for (const auto& file : kept) {
         paths.insert(file->path());
-        if (file->name() == "b.txt")
+        if (file->name() == "b.txt") {
             EXPECT_EQ(file->parent(), nullptr) << "no one keeps the folder sub";
+        }
     }
     EXPECT_EQ(paths, (std::set<std::string>{(temporary.path() / "a.txt").string(), (temporary.path() / "sub/b.txt").string()}));
 }
