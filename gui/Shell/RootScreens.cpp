@@ -1,7 +1,7 @@
 #include "Shell/RootScreens.h"
 
 #include "Dashboard/DashboardCards.h"
-#include "Settings/SettingsPage.h"
+#include "Settings/SettingsScreen.h"
 
 namespace tarnel::gui {
 
@@ -9,7 +9,7 @@ QWidget* rootScreen(AppRoute route)
 {
     switch (route) {
     case AppRoute::settings:
-        return new SettingsPage;
+        return makeSettingsScreen();
     case AppRoute::dashboard:
         return makeDashboardScreen(DashboardProvider::make());
     default:

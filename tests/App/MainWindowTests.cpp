@@ -2,7 +2,7 @@
 // screenshots reviewed under docs/screenshots.
 #include "Onboarding/DaemonOnboardingSheet.h"
 #include "QtExecutor.h"
-#include "Settings/SettingsPage.h"
+#include "Settings/SettingsScreen.h"
 #include "Shell/MainWindow.h"
 #include "Shell/QtSheetHost.h"
 #include "Shell/RootScreens.h"
@@ -100,11 +100,21 @@ TEST(MainWindow, OpensAtItsMinimumSizeWithTheSidebarAndSettingsAtTheBottom)
     EXPECT_EQ(router->route.value(), AppRoute::settings);
     EXPECT_TRUE(settings->isChecked());
     EXPECT_FALSE(window.sidebar().row(AppRoute::dashboard)->isChecked());
-    ASSERT_NE(dynamic_cast<gui::SettingsPage*>(window.content().currentScreen()), nullptr);
+    auto* screen = dynamic_cast<gui::CollectionScreen*>(window.content().currentScreen());
+    ASSERT_NE(screen, nullptr);
+    EXPECT_EQ(screen->provider().identifier, "settings");
+    auto* themeMenu = gui::settingsMenu(*screen, "theme");
+    ASSERT_TRUE(themeMenu && gui::settingsMenu(*screen, "temperatureUnit") && gui::settingsSwitch(*screen, "runMonitorAtLogin"));
+    EXPECT_EQ(themeMenu->currentText(), "Light");
     save(window, "settings-light");
 
-    gui::TarnelThemeManager::shared().setTheme(quendal::Theme::dark);
+    // Choosing from the menu applies the theme, and the same menu shows it.
+    themeMenu->setCurrentIndex(2);
+    Q_EMIT themeMenu->activated(2);
     settle();
+    EXPECT_EQ(gui::TarnelThemeManager::shared().theme(), quendal::Theme::dark);
+    EXPECT_EQ(gui::settingsMenu(*screen, "theme"), themeMenu);
+    EXPECT_EQ(themeMenu->currentText(), "Dark");
     EXPECT_TRUE(gui::TarnelThemeManager::shared().appearance().dark);
     EXPECT_EQ(QApplication::palette().color(QPalette::Window), gui::Appearance::darkAppearance().window);
     save(window, "settings-dark");
