@@ -46,11 +46,7 @@ public:
 
 CollectionViewCellModel item(const std::string& id, const std::string& reuse, std::any data)
 {
-    CollectionViewCellModel model;
-    model.identifier = id;
-    model.cellReuseIdentifier = reuse;
-    model.data = std::move(data);
-    return model;
+    return CollectionViewCellModel::make(id, reuse, std::move(data));
 }
 
 CollectionViewSection masonry(std::vector<CollectionViewCellModel> items)

@@ -10,6 +10,7 @@
 
 #include "ChildProcess.h"
 #include "LaptopDashboard.h"
+#include "Screenshots.h"
 #include "TestSupport.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
@@ -27,18 +28,7 @@ namespace laptop = tarnel::testing::laptop;
 
 namespace {
 
-std::filesystem::path screenshotDirectory()
-{
-    if (const char* chosen = std::getenv("TARNEL_SCREENSHOT_DIR"))
-        return chosen;
-    return tarnel::testing::binaryDirectory() / "screenshots";
-}
-
-void save(QWidget& widget, const std::string& name)
-{
-    std::filesystem::create_directories(screenshotDirectory());
-    ASSERT_TRUE(widget.grab().save(QString::fromStdString((screenshotDirectory() / (name + ".png")).string())));
-}
+using tarnel::testing::save;
 
 bool waitFor(const std::function<bool()>& ready, int milliseconds)
 {

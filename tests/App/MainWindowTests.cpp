@@ -11,6 +11,7 @@
 
 #include "App/Shell/OnboardingCoordinator.h"
 #include "FakeDaemonManager.h"
+#include "Screenshots.h"
 #include "TestSupport.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
@@ -31,19 +32,7 @@ using namespace tarnel;
 
 namespace {
 
-std::filesystem::path screenshotDirectory()
-{
-    if (const char* chosen = std::getenv("TARNEL_SCREENSHOT_DIR"))
-        return chosen;
-    return tarnel::testing::binaryDirectory() / "screenshots";
-}
-
-void save(QWidget& widget, const std::string& name)
-{
-    std::filesystem::create_directories(screenshotDirectory());
-    const auto file = screenshotDirectory() / (name + ".png");
-    ASSERT_TRUE(widget.grab().save(QString::fromStdString(file.string())));
-}
+using tarnel::testing::save;
 
 // A router whose battery stream never says anything.
 std::shared_ptr<Router> quietRouter()

@@ -16,6 +16,15 @@ struct CollectionViewCellModel {
     bool itemIsSelectable = false;
     std::function<void()> onSelect;
 
+    static CollectionViewCellModel make(std::string identifier, std::string reuse, std::any data)
+    {
+        CollectionViewCellModel model;
+        model.identifier = std::move(identifier);
+        model.cellReuseIdentifier = std::move(reuse);
+        model.data = std::move(data);
+        return model;
+    }
+
     template <class Model>
     const Model* as() const
     {

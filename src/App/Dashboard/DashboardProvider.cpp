@@ -27,11 +27,7 @@ std::string bytesText(double bytes)
 
 CollectionViewCellModel cell(std::string identifier, std::string reuse, std::any data)
 {
-    CollectionViewCellModel model;
-    model.identifier = std::move(identifier);
-    model.cellReuseIdentifier = std::move(reuse);
-    model.data = std::move(data);
-    return model;
+    return CollectionViewCellModel::make(std::move(identifier), std::move(reuse), std::move(data));
 }
 
 // Every card but the battery gets a new identifier at each build.

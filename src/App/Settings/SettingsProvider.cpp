@@ -9,15 +9,6 @@ namespace tarnel {
 
 namespace {
 
-CollectionViewCellModel row(std::string identifier, std::string reuse, std::any data)
-{
-    CollectionViewCellModel model;
-    model.identifier = std::move(identifier);
-    model.cellReuseIdentifier = std::move(reuse);
-    model.data = std::move(data);
-    return model;
-}
-
 CollectionViewSection section(std::string identifier, std::optional<std::string> header, std::vector<CollectionViewCellModel> items)
 {
     return {std::move(identifier), std::move(items), CollectionViewSection::Layout::list, std::move(header), std::nullopt};
@@ -70,7 +61,7 @@ CollectionViewCellModel SettingsProvider::runAtLoginRow()
                                       self->reload();
                                   }
                               }};
-    return row("runMonitorAtLogin", "switch", std::move(model));
+    return CollectionViewCellModel::make("runMonitorAtLogin", "switch", std::move(model));
 }
 
 CollectionViewCellModel SettingsProvider::themeRow()
@@ -84,7 +75,7 @@ CollectionViewCellModel SettingsProvider::themeRow()
                                 self->sources_.setTheme(quendal::allThemes[index]);
                                 self->reload();
                             }};
-    return row("theme", "menu", std::move(model));
+    return CollectionViewCellModel::make("theme", "menu", std::move(model));
 }
 
 CollectionViewCellModel SettingsProvider::temperatureRow()
@@ -102,7 +93,7 @@ CollectionViewCellModel SettingsProvider::temperatureRow()
                                                std::string(quendal::rawValue(quendal::allTemperatureUnitFormats[index])));
                                 self->reload();
                             }};
-    return row("temperatureUnit", "menu", std::move(model));
+    return CollectionViewCellModel::make("temperatureUnit", "menu", std::move(model));
 }
 
 } // namespace tarnel
