@@ -118,10 +118,7 @@ void WireReader::skip()
         auto n = beginDictionary();
         DictionaryKeys keys(n);
         for (std::uint32_t i = 0; i < n; ++i) {
-            const auto keyStart = offset_;
-            auto key = readKey();
-            if (!keys.insert(key))
-                malformed(keyStart, "duplicate key \"" + std::string(key) + "\"");
+            readUniqueKey(keys);
             skip();
         }
         endContainer();
@@ -158,10 +155,7 @@ Value WireReader::readValue()
         entries.reserve(n);
         DictionaryKeys keys(n);
         for (std::uint32_t i = 0; i < n; ++i) {
-            const auto keyStart = offset_;
-            auto key = readKey();
-            if (!keys.insert(key))
-                malformed(keyStart, "duplicate key \"" + std::string(key) + "\"");
+            auto key = readUniqueKey(keys);
             entries.emplace_back(std::string(key), readValue());
         }
         endContainer();
@@ -169,6 +163,15 @@ Value WireReader::readValue()
     }
     }
     return Value();
+}
+
+std::string_view WireReader::readUniqueKey(DictionaryKeys& keys)
+{
+    const auto start = offset_;
+    auto key = readKey();
+    if (!keys.insert(key))
+        malformed(start, "duplicate key \"" + std::string(key) + "\"");
+    return key;
 }
 
 void WireReader::expectEnd() const

@@ -13,6 +13,8 @@
 
 namespace tarnel::codec {
 
+class DictionaryKeys;
+
 // Reads the byte form of a value tree (docs/wire.md) one value at a time, so that a record can
 // be decoded straight from a frame without building the tree first. The bytes are checked as
 // strictly as the tree decoder checks them: a bad tag, a length past the end, invalid UTF-8,
@@ -91,6 +93,8 @@ private:
     static constexpr std::uint8_t lastTag = 8;
 
     [[noreturn]] void badTag() const;
+    // The next key of a dictionary, failing when the dictionary had it before.
+    std::string_view readUniqueKey(DictionaryKeys& keys);
     [[noreturn]] void shortOf(std::size_t n) const;
 
     std::string_view take(std::size_t n)
