@@ -9,7 +9,7 @@
 #include "App/Dashboard/DashboardProvider.h"
 #include "App/Shell/Router.h"
 
-#include "LaptopDashboard.h"
+#include "LaptopDashboardProvider.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
 
@@ -34,15 +34,9 @@ int main(int argc, char** argv)
     quendal::Runtime::shared().setMainExecutor(gui::QtExecutor(context));
     const int runs = argc > 1 ? std::max(10, std::atoi(argv[1])) : 300;
 
-    auto store = std::make_shared<DashboardDaemonStatsStore>(
-        [](std::vector<WidgetStatistic>, StatisticUpdateFrequency) { return quendal::AsyncStream<StatsUpdateBatch>::make().first; });
-    for (int tick = 0; tick < 100; ++tick)
-        store->apply(laptop::batch(tick));
-    auto catalog = std::make_shared<HardwareCatalogStore>([]() -> asio::awaitable<HardwareCatalogSnapshot> { co_return laptop::catalog(); });
-    auto inventory = std::make_shared<SystemInventoryStore>([]() -> asio::awaitable<SystemInventorySnapshot> { co_return laptop::inventory(); });
-    auto provider = std::make_shared<DashboardProvider>(DashboardProvider::Sources{
-        store, catalog, inventory, nullptr, [](const StatsProcessUsageSnapshot& p) { return p.name; },
-        [] { return quendal::TemperatureUnitFormat::celsius; }});
+    const laptop::ProviderSetup setup = laptop::makeProvider(100, [](const StatsProcessUsageSnapshot& p) { return p.name; });
+    const auto& store = setup.store;
+    const auto& provider = setup.provider;
     gui::CollectionScreen* screen = nullptr;
     gui::MainWindow window(Router::make([] { return quendal::AsyncStream<StatsUpdateBatch>::make().first; }),
                            [&](AppRoute route) -> QWidget* {

@@ -9,7 +9,7 @@
 #include "TarnelKit/Stats/StatsClient.h"
 
 #include "ChildProcess.h"
-#include "LaptopDashboard.h"
+#include "LaptopDashboardProvider.h"
 #include "Screenshots.h"
 #include "TestSupport.h"
 
@@ -62,15 +62,10 @@ int main(int argc, char** argv)
 TEST(DashboardScreen, ALaptopWithABatteryAndTwoGraphicsDevices)
 {
     gui::TarnelThemeManager::shared().setTheme(quendal::Theme::light);
-    auto store = std::make_shared<DashboardDaemonStatsStore>(
-        [](std::vector<W>, StatisticUpdateFrequency) { return quendal::AsyncStream<StatsUpdateBatch>::make().first; });
-    for (int tick = 0; tick < 60; ++tick)
-        store->apply(laptop::batch(tick));
-    auto catalog = std::make_shared<HardwareCatalogStore>([]() -> asio::awaitable<HardwareCatalogSnapshot> { co_return laptop::catalog(); });
-    auto inventory = std::make_shared<SystemInventoryStore>([]() -> asio::awaitable<SystemInventorySnapshot> { co_return laptop::inventory(); });
-    auto provider = std::make_shared<DashboardProvider>(DashboardProvider::Sources{
-        store, catalog, inventory, nullptr, [](const StatsProcessUsageSnapshot& p) { return p.path.empty() ? "utilities-terminal" : p.name; },
-        [] { return quendal::TemperatureUnitFormat::celsius; }});
+    const laptop::ProviderSetup setup =
+        laptop::makeProvider(60, [](const StatsProcessUsageSnapshot& p) { return p.path.empty() ? "utilities-terminal" : p.name; });
+    const auto& provider = setup.provider;
+    const auto& inventory = setup.inventoryStore;
 
     gui::CollectionScreen* screen = nullptr;
     gui::MainWindow window(quietRouter(), [provider, &screen](AppRoute route) -> QWidget* {
