@@ -58,6 +58,7 @@ void Daemon::start()
 
     xpc::XPCServer::Options serverOptions;
     serverOptions.log = log_;
+    serverOptions.connectionCountChanged = [this](std::size_t) { connectionsChanged(); };
     if (options_.session || ::getuid() != 0) {
         // A daemon running as a user serves that user alone.
         const auto self = ::getuid();
@@ -103,13 +104,37 @@ void Daemon::start()
 
     privileged_->start();
     statistics_->start();
+    connectionsChanged();
     if (log_)
         log_(fmt::format("tarneld serving {} and {} ({} mode)", privilegedEndpoint_.socketPath.string(),
                          statisticsEndpoint_.socketPath.string(), options_.session ? "session" : "system"));
 }
 
+void Daemon::connectionsChanged()
+{
+    // The system daemon stays for the machine; a session daemon leaves with its last client.
+    if (!options_.session || !privileged_ || !statistics_ || stopping_)
+        return;
+    if (privileged_->connectionCount() + statistics_->connectionCount() > 0) {
+        idleTimer_.cancel();
+        idleTimer_ = {};
+        return;
+    }
+    if (idleTimer_.isRunning())
+        return;
+    idleTimer_ = quendal::spawn(executor_, [](Daemon* self, double seconds) -> asio::awaitable<void> {
+        co_await quendal::Runtime::shared().clock().sleep(seconds);
+        if (self->log_)
+            self->log_(fmt::format("no client for {} seconds: leaving", seconds));
+        if (self->onIdle_)
+            self->onIdle_();
+    }(this, options_.idleExitSeconds));
+}
+
 void Daemon::stop()
 {
+    stopping_ = true;
+    idleTimer_.cancel();
     if (privileged_)
         privileged_->stop(true);
     if (statistics_)

@@ -6,6 +6,7 @@
 #include "TarnelXPC/XPCServer.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
+#include "QuendalFoundation/Runtime/Task.h"
 
 #include <functional>
 #include <memory>
@@ -31,6 +32,8 @@ public:
     void start();
     // Tells clients the daemon is going and closes every connection.
     void stop();
+    // Called once a session daemon has had no client for its idle time. Before start().
+    void onIdle(std::function<void()> handler) { onIdle_ = std::move(handler); }
 
     const xpc::ServiceEndpoint& privilegedEndpoint() const { return privilegedEndpoint_; }
     const xpc::ServiceEndpoint& statisticsEndpoint() const { return statisticsEndpoint_; }
@@ -40,6 +43,7 @@ public:
 
 private:
     void registerCommonRoutes(xpc::XPCServer& server);
+    void connectionsChanged();
 
     DaemonOptions options_;
     quendal::Executor executor_;
@@ -51,6 +55,9 @@ private:
     std::unique_ptr<xpc::XPCServer> statistics_;
     std::unique_ptr<PrivilegedService> privilegedService_;
     std::unique_ptr<StatsService> statsService_;
+    std::function<void()> onIdle_;
+    quendal::Task idleTimer_;
+    bool stopping_ = false;
 };
 
 } // namespace tarnel::daemon

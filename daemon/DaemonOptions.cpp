@@ -8,12 +8,27 @@ namespace tarnel::daemon {
 std::string DaemonOptions::usage()
 {
     return "Usage: tarneld [--session] [--debug] [--socket-dir DIR] [--base-interval SECONDS] [--root DIR]\n"
+           "              [--idle-exit SECONDS]\n"
            "  --session         run as this user; sockets in $XDG_RUNTIME_DIR/tarnel\n"
            "  --debug           serve the debug service names\n"
            "  --socket-dir DIR  put the sockets in DIR\n"
            "  --base-interval S length of one statistics tick in seconds (default 1)\n"
-           "  --root DIR        read /proc and /sys below DIR\n";
+           "  --root DIR        read /proc and /sys below DIR\n"
+           "  --idle-exit S     with --session, exit S seconds after the last client left (default 60)\n";
 }
+
+namespace {
+
+double seconds(const std::string& option, const std::string& text)
+{
+    double value = 0;
+    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !(value > 0) || value > 3600)
+        throw std::invalid_argument(option + " needs a number of seconds between 0 and 3600");
+    return value;
+}
+
+} // namespace
 
 DaemonOptions DaemonOptions::parse(const std::vector<std::string>& arguments)
 {
@@ -34,12 +49,9 @@ DaemonOptions DaemonOptions::parse(const std::vector<std::string>& arguments)
         } else if (a == "--root") {
             options.systemRoot = value();
         } else if (a == "--base-interval") {
-            const auto& text = value();
-            double seconds = 0;
-            auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
-            if (error != std::errc() || end != text.data() + text.size() || !(seconds > 0) || seconds > 3600)
-                throw std::invalid_argument("--base-interval needs a number of seconds between 0 and 3600");
-            options.baseInterval = seconds;
+            options.baseInterval = seconds(a, value());
+        } else if (a == "--idle-exit") {
+            options.idleExitSeconds = seconds(a, value());
         } else {
             throw std::invalid_argument("unknown argument " + a);
         }

@@ -14,6 +14,8 @@ struct DaemonOptions {
     std::optional<std::filesystem::path> socketDirectory;
     std::optional<double> baseInterval; // seconds per statistics tick
     std::filesystem::path systemRoot = "/"; // where /proc and /sys are read from
+    // A session daemon leaves this long after its last client went away.
+    double idleExitSeconds = 60;
 
     // Throws std::invalid_argument with a message fit for the user.
     static DaemonOptions parse(const std::vector<std::string>& arguments);

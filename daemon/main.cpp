@@ -37,6 +37,10 @@ int main(int argc, char** argv)
     auto log = [](const std::string& line) { quendal::AppLogger::info(line, quendal::AppLogger::daemon); };
 
     Daemon daemon(options, context.get_executor(), log);
+    daemon.onIdle([&] {
+        daemon.stop();
+        asio::post(context, [&] { context.stop(); });
+    });
     try {
         daemon.start();
     } catch (const std::exception& e) {

@@ -3,9 +3,6 @@
 #include <fmt/format.h>
 
 #include <cstdint>
-#include <fstream>
-#include <optional>
-#include <sstream>
 
 #if __has_include(<systemd/sd-bus.h>)
 #include <systemd/sd-bus.h>
@@ -14,35 +11,14 @@
 
 namespace tarnel::daemon {
 
-namespace {
-
-// Field 22 of /proc/<pid>/stat, which polkit uses with the pid to tell processes apart.
-std::optional<unsigned long long> processStartTime(pid_t pid)
-{
-    std::ifstream in(fmt::format("/proc/{}/stat", pid));
-    std::string line;
-    if (!std::getline(in, line))
-        return std::nullopt;
-    auto close = line.rfind(')');
-    if (close == std::string::npos)
-        return std::nullopt;
-    std::istringstream fields(line.substr(close + 2));
-    std::string field;
-    for (int i = 3; i <= 22 && fields >> field; ++i) {
-        if (i == 22)
-            return std::stoull(field);
-    }
-    return std::nullopt;
-}
-
-} // namespace
-
 bool PolkitAuthority::isAuthorized(const xpc::PeerCredentials& caller, const std::string& action)
 {
 #ifdef TARNEL_HAS_SD_BUS
-    auto start = processStartTime(caller.pid);
-    if (!start)
+    // The start time is the one seen at connect time; a pid that now names another process
+    // (the caller exited and the pid was reused) must not stand in for the caller.
+    if (!caller.isStillTheConnectingProcess())
         return false;
+    const auto start = caller.startTime;
     sd_bus* bus = nullptr;
     if (sd_bus_open_system(&bus) < 0)
         return false;

@@ -27,6 +27,22 @@ bool isWithin(const std::filesystem::path& path, const std::filesystem::path& ro
 
 DeletionPolicy::DeletionPolicy(std::filesystem::path home) : home_(std::move(home)) {}
 
+std::vector<std::string> DeletionPolicy::crossableMounts() const
+{
+    std::vector<std::string> folders{"/home", "/tmp", "/var", "/var/tmp", "/var/log", "/var/cache"};
+    if (home_.is_absolute()) {
+        for (auto folder = home_.lexically_normal(); folder.has_relative_path(); folder = folder.parent_path()) {
+            auto text = folder.string();
+            while (text.size() > 1 && text.back() == '/')
+                text.pop_back();
+            folders.push_back(text);
+            if (folder == folder.parent_path())
+                break;
+        }
+    }
+    return folders;
+}
+
 bool DeletionPolicy::isAdministrativeLocation(const std::filesystem::path& path)
 {
     return (isWithin(path, "/var/log") || isWithin(path, "/var/cache")) && path != "/var/log" && path != "/var/cache";

@@ -25,25 +25,16 @@ namespace {
 struct Account {
     std::string name;
     std::filesystem::path home;
-    std::vector<gid_t> groups;
 };
 
-std::optional<Account> accountOf(uid_t uid, gid_t gid)
+std::optional<Account> accountOf(uid_t uid)
 {
     std::vector<char> buffer(16384);
     passwd entry{};
     passwd* found = nullptr;
     if (::getpwuid_r(uid, &entry, buffer.data(), buffer.size(), &found) != 0 || !found)
         return std::nullopt;
-    Account account{found->pw_name, found->pw_dir, {}};
-    int count = 64;
-    account.groups.resize(static_cast<std::size_t>(count));
-    if (::getgrouplist(found->pw_name, gid, account.groups.data(), &count) < 0) {
-        account.groups.resize(static_cast<std::size_t>(count));
-        ::getgrouplist(found->pw_name, gid, account.groups.data(), &count);
-    }
-    account.groups.resize(static_cast<std::size_t>(std::max(count, 0)));
-    return account;
+    return Account{found->pw_name, found->pw_dir};
 }
 
 constexpr std::array legacyNames{
@@ -76,11 +67,11 @@ void PrivilegedService::log(const std::string& line) const
 std::vector<bool> PrivilegedService::deleteFiles(const xpc::PrivilegedFileDeleteRequest& request,
                                                  const xpc::PeerCredentials& caller)
 {
-    const auto account = accountOf(caller.uid, caller.gid);
+    const auto account = accountOf(caller.uid);
     const DeletionPolicy policy(account ? account->home : std::filesystem::path());
-    FileSystemIdentity identity{caller.uid, caller.gid, caller.groups, false};
-    if (identity.groups.empty() && account)
-        identity.groups = account->groups;
+    // Exactly the groups the caller holds: one that dropped its supplementary groups has none.
+    const FileSystemIdentity identity{caller.uid, caller.gid, caller.groups, false};
+    const auto crossable = policy.crossableMounts();
     const auto reason = xpc::reasonName(request.reason);
 
     std::vector<bool> answers;
@@ -99,7 +90,7 @@ std::vector<bool> PrivilegedService::deleteFiles(const xpc::PrivilegedFileDelete
                                 dependencies_.authority->isAuthorized(caller, actions::deleteSystemFiles);
             as.daemonRights = *administrator;
         }
-        auto result = SecureRemover::remove(path, as);
+        auto result = SecureRemover::remove(path, as, crossable);
         if (result.removed)
             log(fmt::format("deleteFiles removed {} for {} ({}){}", path, caller.describe(), reason,
                             as.daemonRights ? " as administrator" : ""));
@@ -139,11 +130,8 @@ void PrivilegedService::setLaunchItemEnabled(const xpc::LaunchItemMutationReques
     const auto unit = path->filename().string();
     if (!hasUnitSuffix(unit))
         refuse("not a systemd unit file");
-    struct stat st {};
-    if (::lstat(path->c_str(), &st) != 0 || !(S_ISREG(st.st_mode) || S_ISLNK(st.st_mode)))
-        refuse("no such unit file");
 
-    const auto account = accountOf(caller.uid, caller.gid);
+    const auto account = accountOf(caller.uid);
     const auto folder = path->parent_path();
     std::optional<std::string> user;
     if (folder == "/etc/systemd/system") {
@@ -159,6 +147,17 @@ void PrivilegedService::setLaunchItemEnabled(const xpc::LaunchItemMutationReques
     } else {
         refuse("not in a unit folder that Tarnel manages");
     }
+    // Only now, and with the caller's own rights: an answer about a folder the caller may not
+    // read would tell what lies in it.
+    bool exists = false;
+    const FileSystemIdentity as{caller.uid, caller.gid, caller.groups, false};
+    if (auto why = SecureRemover::runAs(as, [&] {
+            struct stat st {};
+            exists = ::lstat(path->c_str(), &st) == 0 && (S_ISREG(st.st_mode) || S_ISLNK(st.st_mode));
+        }))
+        refuse(*why);
+    if (!exists)
+        refuse("no such unit file");
     if (!user && ::geteuid() == caller.uid && folder != "/etc/systemd/system")
         user = std::string(); // marker for the caller's own --user manager
     try {
@@ -176,6 +175,13 @@ void PrivilegedService::setLaunchItemEnabled(const xpc::LaunchItemMutationReques
 
 std::vector<std::filesystem::path> PrivilegedService::uninstallLegacyFiles(const xpc::PeerCredentials& caller)
 {
+    // The files lie in folders only root may change; a daemon running as the caller already
+    // has no more rights than the caller.
+    if (caller.uid != 0 && caller.uid != ::geteuid() &&
+        !(dependencies_.authority && dependencies_.authority->isAuthorized(caller, actions::manageSystemUnits))) {
+        log(fmt::format("uninstallLegacyFiles refused for {}: not authorized", caller.describe()));
+        throw std::runtime_error("Not authorized to remove the files of earlier releases");
+    }
     std::vector<std::filesystem::path> candidates;
     for (const auto* name : legacyNames) {
         candidates.push_back(dependencies_.systemRoot / "etc/systemd/system" / (std::string(name) + ".service"));

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
@@ -121,7 +122,7 @@ std::optional<Failure> removeTree(int parent, const std::string& name, const str
     return std::nullopt;
 }
 
-RemovalResult removeHere(const std::string& absolutePath)
+RemovalResult removeHere(const std::string& absolutePath, const std::vector<std::string>& crossable)
 {
     std::filesystem::path path(absolutePath);
     if (!path.has_filename())
@@ -134,18 +135,28 @@ RemovalResult removeHere(const std::string& absolutePath)
         parts.push_back(part.string());
     if (parts.empty())
         return {false, "nothing to remove"};
-    // Walk to the parent, refusing a symbolic link at every step.
+    struct stat parentStat {};
+    if (::fstat(current.get(), &parentStat) != 0)
+        return {false, errnoText("cannot inspect", "/")};
+    std::string walked;
+    // Walk to the parent, refusing a symbolic link and a mount point at every step: the path
+    // must lie on the file system of the root folder all the way.
     for (std::size_t i = 0; i + 1 < parts.size(); ++i) {
         Descriptor next(::openat(current.get(), parts[i].c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         if (!next)
             return {false, errno == ELOOP || errno == ENOTDIR
                                ? fmt::format("{} is not a plain folder (a symbolic link is never followed)", parts[i])
                                : errnoText("cannot open", parts[i])};
+        struct stat nextStat {};
+        if (::fstat(next.get(), &nextStat) != 0)
+            return {false, errnoText("cannot inspect", parts[i])};
+        walked += "/" + parts[i];
+        if (isMountRoot(current.get(), parts[i].c_str(), parentStat, nextStat) &&
+            std::find(crossable.begin(), crossable.end(), walked) == crossable.end())
+            return {false, fmt::format("{} is a mount point, which is never entered", walked)};
         current = std::move(next);
+        parentStat = nextStat;
     }
-    struct stat parentStat {};
-    if (::fstat(current.get(), &parentStat) != 0)
-        return {false, errnoText("cannot inspect the folder of", parts.back())};
     if (auto failure = removeTree(current.get(), parts.back(), parentStat, 0))
         return {false, failure->cause};
     return {true, {}};
@@ -153,26 +164,35 @@ RemovalResult removeHere(const std::string& absolutePath)
 
 } // namespace
 
-RemovalResult SecureRemover::remove(const std::string& absolutePath, const FileSystemIdentity& identity)
+std::optional<std::string> SecureRemover::runAs(const FileSystemIdentity& identity, const std::function<void()>& work)
 {
-    RemovalResult result;
+    std::optional<std::string> refusal;
     // Credentials are per thread in the kernel; this thread takes the caller's and then ends.
     std::thread worker([&] {
         if (!identity.daemonRights && ::geteuid() == 0) {
             if (::syscall(SYS_setgroups, identity.groups.size(), identity.groups.data()) != 0 ||
                 ::syscall(SYS_setfsgid, identity.gid) < 0 || ::syscall(SYS_setfsuid, identity.uid) < 0 ||
                 static_cast<uid_t>(::syscall(SYS_setfsuid, -1)) != identity.uid) {
-                result = {false, errnoText("cannot take the identity of uid", std::to_string(identity.uid))};
+                refusal = errnoText("cannot take the identity of uid", std::to_string(identity.uid));
                 return;
             }
         } else if (!identity.daemonRights && ::geteuid() != identity.uid) {
             // A daemon without root cannot act for anyone else.
-            result = {false, fmt::format("the daemon runs as uid {} and cannot act for uid {}", ::geteuid(), identity.uid)};
+            refusal = fmt::format("the daemon runs as uid {} and cannot act for uid {}", ::geteuid(), identity.uid);
             return;
         }
-        result = removeHere(absolutePath);
+        work();
     });
     worker.join();
+    return refusal;
+}
+
+RemovalResult SecureRemover::remove(const std::string& absolutePath, const FileSystemIdentity& identity,
+                                    const std::vector<std::string>& crossable)
+{
+    RemovalResult result;
+    if (auto refusal = runAs(identity, [&] { result = removeHere(absolutePath, crossable); }))
+        return {false, *refusal};
     return result;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -27,7 +29,13 @@ struct RemovalResult {
 // the caller's rights and nothing more.
 class SecureRemover {
 public:
-    static RemovalResult remove(const std::string& absolutePath, const FileSystemIdentity& identity);
+    // `crossable` names the folders on the way (absolute, no trailing slash) that may be the
+    // root of another file system; any other mount point on the way refuses the path.
+    static RemovalResult remove(const std::string& absolutePath, const FileSystemIdentity& identity,
+                                const std::vector<std::string>& crossable = {});
+    // Runs `work` on a thread of its own with `identity`'s file-system rights. Returns why not,
+    // without running it, when the identity cannot be taken.
+    static std::optional<std::string> runAs(const FileSystemIdentity& identity, const std::function<void()>& work);
 };
 
 } // namespace tarnel::daemon

@@ -29,13 +29,22 @@ void StatsService::registerRoutes(xpc::XPCServer& server)
                                  request,
                                  [sink](const StatsUpdateBatch& batch) {
                                      try {
-                                         sink->send(batch);
+                                         // Only the newest batch counts: one the client has not
+                                         // read yet is replaced, never queued behind.
+                                         sink->sendLatest(batch);
                                          return true;
                                      } catch (const xpc::XPCError&) {
                                          return false;
                                      }
                                  },
-                                 c.connectionId);
+                                 c.connectionId,
+                                 [sink] {
+                                     try {
+                                         sink->finish();
+                                     } catch (const xpc::XPCError&) {
+                                         // The client is gone already.
+                                     }
+                                 });
                              co_return;
                          });
     xpc::registerHandler(server, xpc::Routes::statsUpdateSubscription,

@@ -96,7 +96,8 @@ StatsUpdateBatch SubscriptionManager::batchFor(const StatsSubscriptionRequest& r
     return batch;
 }
 
-void SubscriptionManager::subscribe(const StatsSubscriptionRequest& request, Delivery delivery, std::uint64_t connectionId)
+void SubscriptionManager::subscribe(const StatsSubscriptionRequest& request, Delivery delivery, std::uint64_t connectionId,
+                                    Lapse lapsed)
 {
     // Prime the services no one samples yet, so the first batch already has rates.
     std::set<DaemonService> sampled;
@@ -111,7 +112,8 @@ void SubscriptionManager::subscribe(const StatsSubscriptionRequest& request, Del
     if (!fresh.empty() && options_.collect)
         options_.collect(fresh);
 
-    subscriptions_[request.key()] = Subscription{request, std::move(delivery), connectionId, options_.clock->now()};
+    subscriptions_[request.key()] =
+        Subscription{request, std::move(delivery), connectionId, std::move(lapsed), options_.clock->now()};
     log(fmt::format("Subscription {} of client {} at {} ({} statistics, {} services)",
                     request.subscriptionID.rawValue.text(), request.clientID.rawValue.text(),
                     description(request.frequency), request.statistics.entries.size(), request.services.size()));
@@ -155,17 +157,28 @@ asio::awaitable<void> SubscriptionManager::tickLoop()
     }
 }
 
-void SubscriptionManager::tick()
+void SubscriptionManager::dropLapsed(quendal::Clock::TimePoint now)
 {
-    const auto now = options_.clock->now();
     const auto expiry = quendal::Clock::fromSeconds(options_.expirySeconds);
-    std::erase_if(subscriptions_, [&](const auto& entry) {
+    std::vector<Lapse> ends;
+    std::erase_if(subscriptions_, [&](auto& entry) {
         if (now - entry.second.renewedAt <= expiry)
             return false;
         log(fmt::format("Subscription {} dropped: no renewal for {} seconds", entry.first.subscriptionID.rawValue.text(),
                         options_.expirySeconds));
+        if (entry.second.lapsed)
+            ends.push_back(std::move(entry.second.lapsed));
         return true;
     });
+    // After the erase: an end may reach code that subscribes again.
+    for (auto& end : ends)
+        end();
+}
+
+void SubscriptionManager::tick()
+{
+    const auto now = options_.clock->now();
+    dropLapsed(now);
 
     std::vector<StatsSubscriptionKey> due;
     std::set<DaemonService> services;

@@ -21,6 +21,8 @@ class SubscriptionManager {
 public:
     // Hands a batch to the client; false when the client is gone.
     using Delivery = std::function<bool(const StatsUpdateBatch&)>;
+    // Tells the client that its subscription lapsed (the sequence's end).
+    using Lapse = std::function<void()>;
     using Collect = std::function<CollectedState(const std::set<DaemonService>&)>;
     using Logger = std::function<void(const std::string&)>;
 
@@ -34,7 +36,8 @@ public:
     SubscriptionManager(quendal::Executor executor, Options options);
     ~SubscriptionManager();
 
-    void subscribe(const StatsSubscriptionRequest& request, Delivery delivery, std::uint64_t connectionId);
+    void subscribe(const StatsSubscriptionRequest& request, Delivery delivery, std::uint64_t connectionId,
+                   Lapse lapsed = {});
     // A renewal; false for a subscription the daemon does not know (dropped or never made).
     bool update(const StatsSubscriptionRequest& request);
     void unsubscribe(const StatsSubscriptionKey& key);
@@ -50,12 +53,14 @@ private:
         StatsSubscriptionRequest request;
         Delivery delivery;
         std::uint64_t connectionId = 0;
+        Lapse lapsed;
         quendal::Clock::TimePoint renewedAt;
     };
 
     void ensureLoop();
     asio::awaitable<void> tickLoop();
     void tick();
+    void dropLapsed(quendal::Clock::TimePoint now);
     void log(const std::string& line) const;
 
     quendal::Executor executor_;

@@ -3,11 +3,30 @@
 #include "TarnelXPC/ServiceEndpoint.h"
 
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 #include <sys/types.h>
 
 namespace tarnel::xpc {
+
+// An owned pidfd.
+class ProcessDescriptor {
+public:
+    explicit ProcessDescriptor(int fd) : fd_(fd) {}
+    ~ProcessDescriptor();
+    ProcessDescriptor(const ProcessDescriptor&) = delete;
+    ProcessDescriptor& operator=(const ProcessDescriptor&) = delete;
+    int get() const { return fd_; }
+    bool isAlive() const;
+
+private:
+    int fd_;
+};
+
+// Field 22 of /proc/<pid>/stat; none when the process is gone or the file unreadable.
+std::optional<unsigned long long> processStartTime(pid_t pid);
 
 // The kernel's record of who is on the other end of a socket, taken at connect time.
 struct PeerCredentials {
@@ -18,6 +37,16 @@ struct PeerCredentials {
     std::vector<gid_t> groups;
     // For logs only: a pid can be reused, so the path is never trusted.
     std::string executable;
+    // The process's start time in clock ticks since boot (field 22 of /proc/<pid>/stat) when
+    // it connected: with the pid it names the process to polkit.
+    std::optional<unsigned long long> startTime;
+    // A descriptor of the very process that connected, where the kernel gives one; it cannot
+    // come to name another process when the pid is reused.
+    std::shared_ptr<const class ProcessDescriptor> process;
+
+    // Whether the process that connected still runs under its pid: its descriptor is alive
+    // and the pid's start time is still the one seen at connect time.
+    bool isStillTheConnectingProcess() const;
 
     // Throws std::system_error when the descriptor is no connected Unix socket.
     static PeerCredentials of(int socketDescriptor);

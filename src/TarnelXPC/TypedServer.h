@@ -15,6 +15,7 @@ class TypedSequenceSink {
 public:
     explicit TypedSequenceSink(std::shared_ptr<SequenceSink> sink) : sink_(std::move(sink)) {}
     void send(const E& element) { sink_->send(WireCodec<E>::encode(element)); }
+    void sendLatest(const E& element) { sink_->sendLatest(WireCodec<E>::encode(element)); }
     void fail(const XPCError& error) { sink_->fail(error); }
     void finish() { sink_->finish(); }
     bool isFinished() const { return sink_->isFinished(); }

@@ -11,8 +11,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cxxabi.h>
 #include <filesystem>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <typeinfo>
@@ -33,13 +36,16 @@ SequenceSink::SequenceSink(std::weak_ptr<FramedConnection> connection, std::stri
 
 bool SequenceSink::isClientConnected() const { return !connection_.expired(); }
 
-void SequenceSink::deliver(const ResponseEnvelope& response)
+void SequenceSink::deliver(const ResponseEnvelope& response, bool replacing)
 {
     auto connection = connection_.lock();
     if (!connection)
         throw XPCError::clientNotConnected();
     try {
-        connection->send(response.encode(MessageKind::sequenceResult));
+        if (replacing)
+            connection->sendLatest(requestId_, response.encode(MessageKind::sequenceResult));
+        else
+            connection->send(response.encode(MessageKind::sequenceResult));
     } catch (const WireFormatError& e) {
         throw XPCError::encodingError(e.what());
     }
@@ -50,6 +56,13 @@ void SequenceSink::send(Value element)
     if (finished_)
         throw XPCError::sequenceFinished();
     deliver(ResponseEnvelope{requestId_, std::move(element), std::nullopt});
+}
+
+void SequenceSink::sendLatest(Value element)
+{
+    if (finished_)
+        throw XPCError::sequenceFinished();
+    deliver(ResponseEnvelope{requestId_, std::move(element), std::nullopt}, true);
 }
 
 void SequenceSink::fail(const XPCError& error)
@@ -69,7 +82,9 @@ void SequenceSink::finish()
 XPCServer::XPCServer(ServiceEndpoint endpoint, quendal::Executor executor, Options options)
     : endpoint_(std::move(endpoint)), executor_(std::move(executor)), options_(std::move(options)),
       acceptor_(executor_),
-      connections_(std::make_shared<std::map<std::uint64_t, std::shared_ptr<FramedConnection>>>())
+      connections_(std::make_shared<std::map<std::uint64_t, std::shared_ptr<FramedConnection>>>()),
+      totalBudget_(std::make_shared<ByteBudget>(options_.limits.bufferedBytes)),
+      limitedLog_(std::make_unique<LogLimiter>(options_.log))
 {
 }
 
@@ -119,8 +134,52 @@ void XPCServer::start()
         fs::remove(staging, ignored);
         throw std::system_error(ec, "placing the socket at " + path.string());
     }
+    // Each connection is a descriptor: stay below the limit so the daemon can still open files.
+    connectionLimit_ = options_.limits.connections;
+    rlimit descriptors{};
+    if (::getrlimit(RLIMIT_NOFILE, &descriptors) == 0 && descriptors.rlim_cur != RLIM_INFINITY) {
+        const auto usable = descriptors.rlim_cur > options_.limits.descriptorHeadroom
+                                ? static_cast<std::size_t>(descriptors.rlim_cur) - options_.limits.descriptorHeadroom
+                                : 1;
+        connectionLimit_ = std::min(connectionLimit_, usable);
+    }
     running_ = true;
     accept();
+}
+
+std::optional<std::string> XPCServer::refusal(const PeerCredentials& peer) const
+{
+    if (connections_->size() >= connectionLimit_)
+        return fmt::format("the server holds its limit of {} connections", connectionLimit_);
+    auto held = connectionsPerUid_.find(peer.uid);
+    if (held != connectionsPerUid_.end() && held->second >= options_.limits.connectionsPerUid)
+        return fmt::format("uid {} holds its limit of {} connections", peer.uid, options_.limits.connectionsPerUid);
+    return std::nullopt;
+}
+
+std::shared_ptr<ByteBudget> XPCServer::budgetOf(uid_t uid)
+{
+    auto& budget = budgets_[uid];
+    if (!budget)
+        budget = std::make_shared<ByteBudget>(options_.limits.bufferedBytesPerUid);
+    return budget;
+}
+
+void XPCServer::connectionsChanged()
+{
+    if (options_.connectionCountChanged)
+        options_.connectionCountChanged(connections_->size());
+}
+
+void XPCServer::acceptLater()
+{
+    // Out of descriptors: retrying at once would spin; closing connections frees them.
+    backoff_ = quendal::spawn(executor_, [](XPCServer* self, std::shared_ptr<std::atomic<bool>> alive,
+                                            quendal::Clock::Duration wait) -> asio::awaitable<void> {
+        co_await quendal::Runtime::shared().clock().sleep(wait);
+        if (*alive && self->running_)
+            self->accept();
+    }(this, alive_, options_.limits.acceptBackoff));
 }
 
 void XPCServer::stop(bool announceTermination)
@@ -128,6 +187,7 @@ void XPCServer::stop(bool announceTermination)
     if (!running_)
         return;
     running_ = false;
+    backoff_.cancel();
     std::error_code ignored;
     acceptor_.close(ignored);
     std::filesystem::remove(endpoint_.socketPath, ignored);
@@ -149,16 +209,25 @@ void XPCServer::accept()
         if (!*alive || !running_)
             return;
         if (ec) {
-            log(fmt::format("Accepting a client on {} failed: {}", endpoint_.serviceName, ec.message()));
+            (*limitedLog_)("accept", fmt::format("Accepting a client on {} failed: {}", endpoint_.serviceName, ec.message()));
+            if (ec == asio::error::no_descriptors || ec.value() == ENFILE || ec == asio::error::no_buffer_space ||
+                ec == asio::error::no_memory) {
+                acceptLater();
+                return;
+            }
         } else {
             auto connection = FramedConnection::make(std::move(socket));
             const auto& peer = connection->peer();
             if (!peer) {
-                log("Refused a client without credentials");
+                (*limitedLog_)("credentials", "Refused a client without credentials");
                 connection->close("no credentials");
             } else if (options_.admit && !options_.admit(*peer)) {
-                log(fmt::format("Refused client {}", peer->describe()));
+                (*limitedLog_)("admission", fmt::format("Refused client {}", peer->describe()));
                 connection->close("not admitted");
+            } else if (auto why = refusal(*peer)) {
+                (*limitedLog_)(fmt::format("limit of uid {}", peer->uid),
+                               fmt::format("Refused client {}: {}", peer->describe(), *why));
+                connection->close("over the limit");
             } else {
                 serve(connection, *peer);
             }
@@ -171,6 +240,10 @@ void XPCServer::serve(std::shared_ptr<FramedConnection> connection, PeerCredenti
 {
     const auto id = nextConnectionId_++;
     connections_->emplace(id, connection);
+    ++connectionsPerUid_[peer.uid];
+    const auto& limits = options_.limits;
+    connection->setGuards({{budgetOf(peer.uid), totalBudget_}, limits.unfinishedFrameTimeout, limits.queuedBytesPerConnection});
+    connectionsChanged();
     std::weak_ptr<FramedConnection> weak = connection;
     auto alive = alive_;
     connection->start(
@@ -185,10 +258,15 @@ void XPCServer::serve(std::shared_ptr<FramedConnection> connection, PeerCredenti
             asio::post(executor_, [this, alive, id, peer, reason] {
                 if (!*alive)
                     return;
-                connections_->erase(id);
-                log(fmt::format("Client {} disconnected: {}", peer.describe(), reason));
+                if (connections_->erase(id)) {
+                    if (auto held = connectionsPerUid_.find(peer.uid); held != connectionsPerUid_.end() && --held->second == 0)
+                        connectionsPerUid_.erase(held);
+                }
+                (*limitedLog_)(fmt::format("disconnects of uid {}", peer.uid),
+                               fmt::format("Client {} disconnected: {}", peer.describe(), reason));
                 if (options_.connectionClosed)
                     options_.connectionClosed(id);
+                connectionsChanged();
             });
         });
 }
@@ -247,7 +325,8 @@ void XPCServer::handle(const std::shared_ptr<FramedConnection>& connection, std:
         request = RequestEnvelope::decode(message);
     } catch (const XPCError& e) {
         // Without a request id there is nobody to answer: the peer broke the protocol.
-        log(fmt::format("Dropped client {}: {}", peer.describe(), e.what()));
+        (*limitedLog_)(fmt::format("protocol errors of uid {}", peer.uid),
+                       fmt::format("Dropped client {}: {}", peer.describe(), e.what()));
         connection->close(e.what());
         return;
     }

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "TarnelFoundation/Codec/Value.h"
+#include "TarnelXPC/ConnectionLimits.h"
 #include "TarnelXPC/Envelope.h"
 #include "TarnelXPC/PeerCredentials.h"
 #include "TarnelXPC/ServiceEndpoint.h"
 #include "TarnelXPC/XPCRoute.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
+#include "QuendalFoundation/Runtime/Task.h"
 
 #include <asio/awaitable.hpp>
 #include <asio/local/stream_protocol.hpp>
@@ -38,6 +40,9 @@ public:
 
     // Throw sequenceFinished after the end, clientNotConnected when the client is gone.
     void send(Value element);
+    // An element that makes the ones before it worthless: while the client has not read the
+    // previous one, it is replaced rather than queued behind it.
+    void sendLatest(Value element);
     void fail(const class XPCError& error);
     void finish();
 
@@ -46,7 +51,7 @@ public:
     const std::string& requestId() const { return requestId_; }
 
 private:
-    void deliver(const ResponseEnvelope& response);
+    void deliver(const ResponseEnvelope& response, bool replacing = false);
 
     std::weak_ptr<FramedConnection> connection_;
     std::string requestId_;
@@ -73,6 +78,9 @@ struct XPCServerOptions {
     unsigned socketMode = 0600;
     // Called when a connection closes, with its id, so owners can drop what it held.
     std::function<void(std::uint64_t)> connectionClosed;
+    // Called with the number of open connections whenever it changes.
+    std::function<void(std::size_t)> connectionCountChanged;
+    ConnectionLimits limits;
 };
 
 // Serves a named service on its socket: many clients, many interleaved requests each.
@@ -100,6 +108,11 @@ private:
     struct Connection;
 
     void accept();
+    void acceptLater();
+    // Null when the peer is at a limit; the reason goes to the log.
+    std::optional<std::string> refusal(const PeerCredentials& peer) const;
+    std::shared_ptr<ByteBudget> budgetOf(uid_t uid);
+    void connectionsChanged();
     void serve(std::shared_ptr<FramedConnection> connection, PeerCredentials peer);
     void handle(const std::shared_ptr<FramedConnection>& connection, std::uint64_t connectionId,
                 const PeerCredentials& peer, Value message);
@@ -112,6 +125,12 @@ private:
     asio::local::stream_protocol::acceptor acceptor_;
     std::unordered_map<XPCRoute, HandlerRegistration, XPCRouteHash> handlers_;
     std::shared_ptr<std::map<std::uint64_t, std::shared_ptr<FramedConnection>>> connections_;
+    std::map<uid_t, std::size_t> connectionsPerUid_;
+    std::map<uid_t, std::shared_ptr<ByteBudget>> budgets_;
+    std::shared_ptr<ByteBudget> totalBudget_;
+    std::size_t connectionLimit_ = 0;
+    std::unique_ptr<LogLimiter> limitedLog_;
+    quendal::Task backoff_;
     std::uint64_t nextConnectionId_ = 1;
     bool running_ = false;
     std::shared_ptr<std::atomic<bool>> alive_ = std::make_shared<std::atomic<bool>>(true);

@@ -142,3 +142,35 @@ TEST(Subscriptions, RenewalsKeepASubscriptionAliveForSixtySeconds)
     manager.dropConnection(9);
     EXPECT_EQ(manager.count(), 1u);
 }
+
+TEST(Subscriptions, ALapsedSubscriptionEndsItsSequenceOnceAndOthersGoOn)
+{
+    VirtualTime time;
+    FakeCollector collector;
+    SubscriptionManager manager(time.executor(), {time.clockPointer(), std::ref(collector), nullptr, 60});
+    auto lapsing = request({WidgetStatistic::cpuUsage}, StatisticUpdateFrequency::fast);
+    auto renewed = request({WidgetStatistic::cpuUsage}, StatisticUpdateFrequency::fast);
+    std::vector<double> ends;
+    int renewedEnds = 0, renewedBatches = 0;
+    manager.subscribe(lapsing, [](const auto&) { return true; }, 1, [&] { ends.push_back(time.elapsedSeconds()); });
+    manager.subscribe(renewed, [&](const auto&) { return ++renewedBatches, true; }, 1, [&] { ++renewedEnds; });
+    for (int i = 0; i < 6; ++i) {
+        time.runFor(20);
+        EXPECT_TRUE(manager.update(renewed));
+    }
+    // The first tick past 60 s without a renewal ends the sequence, and only once.
+    ASSERT_EQ(ends.size(), 1u);
+    EXPECT_GT(ends[0], 60);
+    EXPECT_LE(ends[0], 61);
+    EXPECT_EQ(renewedEnds, 0);
+    EXPECT_EQ(manager.count(), 1u);
+    const int before = renewedBatches;
+    time.runFor(10);
+    EXPECT_GT(renewedBatches, before);
+
+    // Ending it by hand, or losing the client, is no lapse.
+    manager.unsubscribe(renewed.key());
+    time.runFor(120);
+    EXPECT_EQ(renewedEnds, 0);
+    EXPECT_EQ(ends.size(), 1u);
+}

@@ -8,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace tarnel::xpc {
@@ -30,7 +31,11 @@ FramedConnection::FramedConnection(Socket socket) : socket_(std::move(socket))
     }
 }
 
-FramedConnection::~FramedConnection() = default;
+FramedConnection::~FramedConnection()
+{
+    for (auto& budget : guards_.inputBudgets)
+        budget->give(accountedInput_);
+}
 
 void FramedConnection::start(MessageHandler onMessage, CloseHandler onClose)
 {
@@ -44,12 +49,37 @@ void FramedConnection::send(const Value& message) { sendFrame(encodeFrame(messag
 void FramedConnection::sendFrame(std::string frame)
 {
     asio::dispatch(socket_.get_executor(), [self = shared_from_this(), f = std::move(frame)]() mutable {
-        if (self->closed_)
-            return;
-        self->output_.push_back(std::move(f));
-        if (self->writing_.empty())
-            self->writeNext();
+        self->enqueue(std::move(f), {});
     });
+}
+
+void FramedConnection::sendLatest(const std::string& key, const Value& message)
+{
+    asio::dispatch(socket_.get_executor(), [self = shared_from_this(), f = encodeFrame(message), key]() mutable {
+        self->enqueue(std::move(f), std::move(key));
+    });
+}
+
+void FramedConnection::enqueue(std::string frame, std::string key)
+{
+    if (closed_)
+        return;
+    auto waiting = key.empty() ? output_.end()
+                               : std::find_if(output_.begin(), output_.end(), [&](const Outgoing& o) { return o.key == key; });
+    if (waiting != output_.end()) {
+        queuedBytes_ -= waiting->frame.size();
+        waiting->frame = std::move(frame);
+        queuedBytes_ += waiting->frame.size();
+    } else {
+        queuedBytes_ += frame.size();
+        output_.push_back({std::move(frame), std::move(key)});
+    }
+    if (guards_.maximumQueuedBytes && queuedBytes_ > *guards_.maximumQueuedBytes) {
+        shutdown(fmt::format("dropped the peer: it left {} bytes unread", queuedBytes_), false);
+        return;
+    }
+    if (writing_.empty())
+        writeNext();
 }
 
 void FramedConnection::close(std::string reason)
@@ -84,8 +114,63 @@ void FramedConnection::readMore()
                                 }
                                 self->inputUsed_ += n;
                                 self->consumeFrames();
+                                if (self->closed_)
+                                    return;
+                                if (!self->accountInput()) {
+                                    self->shutdown("dropped the peer: its unfinished frames hold more than its share of "
+                                                   "memory",
+                                                   false);
+                                    return;
+                                }
                                 self->readMore();
                             });
+}
+
+bool FramedConnection::accountInput()
+{
+    const auto held = input_.size();
+    if (held < accountedInput_) {
+        for (auto& budget : guards_.inputBudgets)
+            budget->give(accountedInput_ - held);
+    } else if (held > accountedInput_) {
+        const auto more = held - accountedInput_;
+        for (std::size_t i = 0; i < guards_.inputBudgets.size(); ++i) {
+            if (!guards_.inputBudgets[i]->take(more)) {
+                for (std::size_t j = 0; j < i; ++j)
+                    guards_.inputBudgets[j]->give(more);
+                return false;
+            }
+        }
+    }
+    accountedInput_ = held;
+    return true;
+}
+
+void FramedConnection::watchUnfinishedFrame(bool frameCompleted)
+{
+    if (!guards_.unfinishedFrameTimeout || closed_)
+        return;
+    if (inputUsed_ == 0 || frameCompleted) {
+        // Whatever was pending is done; a new partial frame starts a new watch.
+        frameTimer_.cancel();
+        frameTimer_ = {};
+        if (inputUsed_ == 0)
+            return;
+    }
+    if (frameTimer_.isRunning())
+        return;
+    frameTimer_ =
+        quendal::spawn(socket_.get_executor(), expireFrame(weak_from_this(), ++unfinishedFrame_, *guards_.unfinishedFrameTimeout));
+}
+
+asio::awaitable<void> FramedConnection::expireFrame(std::weak_ptr<FramedConnection> weak, std::uint64_t frame,
+                                                    quendal::Clock::Duration timeout)
+{
+    co_await quendal::Runtime::shared().clock().sleep(timeout);
+    auto self = weak.lock();
+    if (self && self->unfinishedFrame_ == frame && self->inputUsed_ > 0)
+        self->shutdown(fmt::format("dropped the peer: a frame unfinished after {} seconds", quendal::Clock::toSeconds(timeout)),
+                       false);
 }
 
 void FramedConnection::consumeFrames()
@@ -98,12 +183,9 @@ void FramedConnection::consumeFrames()
             shutdown(fmt::format("dropped the peer: a frame of {} bytes is outside 1...{}", size, maximumFrameSize), false);
             return;
         }
-        if (inputUsed_ - offset < frameHeaderSize + size) {
-            // Make room for the whole frame at once rather than growing chunk by chunk.
-            if (input_.size() < frameHeaderSize + size + readChunk && offset == 0)
-                input_.resize(frameHeaderSize + size + readChunk);
+        // The buffer grows with the bytes that arrive, never with what a header announces.
+        if (inputUsed_ - offset < frameHeaderSize + size)
             break;
-        }
         Value message;
         try {
             message = decodeValue(std::string_view(input_.data() + offset + frameHeaderSize, size));
@@ -115,6 +197,9 @@ void FramedConnection::consumeFrames()
         if (onMessage_)
             onMessage_(std::move(message));
     }
+    // A handler may have closed the connection, which let go of the buffer.
+    if (closed_)
+        return;
     if (offset > 0) {
         std::memmove(input_.data(), input_.data() + offset, inputUsed_ - offset);
         inputUsed_ -= offset;
@@ -123,6 +208,7 @@ void FramedConnection::consumeFrames()
         input_.resize(readChunk);
         input_.shrink_to_fit();
     }
+    watchUnfinishedFrame(offset > 0);
 }
 
 void FramedConnection::writeNext()
@@ -134,13 +220,17 @@ void FramedConnection::writeNext()
             shutdown(*closeWhenFlushed_, false);
         return;
     }
-    writing_.assign(std::make_move_iterator(output_.begin()), std::make_move_iterator(output_.end()));
+    writing_.clear();
+    for (auto& outgoing : output_)
+        writing_.push_back(std::move(outgoing.frame));
     output_.clear();
     std::vector<asio::const_buffer> buffers;
     buffers.reserve(writing_.size());
     for (const auto& frame : writing_)
         buffers.push_back(asio::buffer(frame));
     asio::async_write(socket_, buffers, [self = shared_from_this()](std::error_code ec, std::size_t) {
+        for (const auto& frame : self->writing_)
+            self->queuedBytes_ -= frame.size();
         self->writing_.clear();
         if (ec) {
             self->shutdown("write failed: " + ec.message(), true);
@@ -159,6 +249,11 @@ void FramedConnection::shutdown(std::string reason, bool byPeer)
     socket_.shutdown(Socket::shutdown_both, ignored);
     socket_.close(ignored);
     output_.clear();
+    frameTimer_.cancel();
+    input_.clear();
+    input_.shrink_to_fit();
+    inputUsed_ = 0;
+    accountInput();
     auto onClose = std::move(onClose_);
     onMessage_ = nullptr;
     if (onClose)
