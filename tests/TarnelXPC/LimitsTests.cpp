@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -193,6 +194,44 @@ TEST_F(Limits, UnfinishedFramesAreBoundInBytesAndInTime)
     for (const auto& line : logged)
         saidWhy |= line.find("unfinished after 30 seconds") != std::string::npos;
     EXPECT_TRUE(saidWhy);
+}
+
+TEST_F(Limits, RunningOutOfDescriptorsPausesAcceptingInsteadOfSpinning)
+{
+    startServer({});
+    std::vector<int> clients;
+    for (int i = 0; i < 12; ++i)
+        clients.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    rlimit saved{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &saved), 0);
+    const auto open = static_cast<rlim_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+    rlimit low{open + 4, saved.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, endpoint.socketPath.c_str(), sizeof address.sun_path - 1);
+    for (int fd : clients)
+        ASSERT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+
+    // Without a pause this poll would never end: every accept fails at once and is retried.
+    time.clock().clearRequestedSleeps();
+    time.poll();
+    const auto served = server->connectionCount();
+    ::setrlimit(RLIMIT_NOFILE, &saved);
+    EXPECT_LT(served, 12u);
+    const auto sleeps = time.clock().requestedSleeps();
+    EXPECT_NE(std::find(sleeps.begin(), sleeps.end(), std::chrono::milliseconds(250)), sleeps.end());
+    std::size_t failures = 0;
+    for (const auto& line : logged)
+        failures += line.find("failed") != std::string::npos ? 1 : 0;
+    EXPECT_GE(failures, 1u);
+    EXPECT_LE(failures, 10u);
+
+    // Descriptors back: after the pause every waiting client is served.
+    time.runFor(0.3);
+    EXPECT_EQ(server->connectionCount(), 12u);
+    for (int fd : clients)
+        ::close(fd);
 }
 
 TEST(LimitsQueue, APeerThatDoesNotReadGetsTheNewestOfAKeyAndIsDroppedPastTheQueueLimit)
