@@ -376,3 +376,40 @@ TEST_F(Transport, UnencodableMessagesFailBeforeAnythingIsSent)
     EXPECT_EQ(error.kind(), XPCError::Kind::encodingError);
     EXPECT_EQ(connectionsAdmitted, 0);
 }
+
+TEST_F(Transport, TheServerTakesWhatThePageAllowsRouteKeysInAnyOrderNoNoopAnyRequestId)
+{
+    asio::local::stream_protocol::socket raw(time.context());
+    raw.connect(asio::local::stream_protocol::endpoint(endpoint.socketPath.string()));
+    Value route;
+    route.set("expectsReply", Value(true));
+    route.set("sequentialReplyType", Value(Value::Null{}));
+    route.set("replyType", Value("String"));
+    route.set("messageType", Value(Value::Null{}));
+    route.set("pathComponents", Value(Value::Array{Value("version")}));
+    Value space;
+    space.set("apiUser", Value::dictionary());
+    route.set("namespace", space);
+    Value request;
+    request.set("__request_id", Value("0b1c2d3e-4f50-4a6b-8c7d-9e0f1a2b3c4d"));
+    request.set("__route", route);
+    request.set("__message", Value("request"));
+    asio::write(raw, asio::buffer(encodeFrame(request)));
+
+    // The reply, read without blocking while the server runs.
+    std::string bytes;
+    raw.non_blocking(true);
+    for (int i = 0; i < 200 && (bytes.size() < 4 || bytes.size() < 4 + std::size_t(std::uint8_t(bytes[0]))); ++i) {
+        time.poll();
+        char buffer[4096];
+        std::error_code ec;
+        const auto n = raw.read_some(asio::buffer(buffer), ec);
+        if (!ec)
+            bytes.append(buffer, n);
+    }
+    ASSERT_GE(bytes.size(), 4u);
+    const auto reply = decodeValue(std::string_view(bytes).substr(4));
+    ASSERT_TRUE(reply.find("__request_id") && reply.find("__payload"));
+    EXPECT_EQ(*reply.find("__request_id")->asString(), "0b1c2d3e-4f50-4a6b-8c7d-9e0f1a2b3c4d") << "echoed unchanged";
+    EXPECT_EQ(*reply.find("__payload")->asString(), "v19");
+}
