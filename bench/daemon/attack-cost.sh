@@ -20,7 +20,8 @@ run() {
     local options=()
     while [[ $1 != -- ]]; do options+=("$1"); shift; done
     shift
-    local dir=$work/$name
+    runs=$((${runs:-0} + 1))
+    local dir=$work/$runs
     mkdir -p "$dir" && chmod 755 "$dir"
     (ulimit -n "$descriptors"; exec "$daemon" --socket-dir "$dir" "${options[@]}" 2>"$dir/log") &
     local pid=$!
