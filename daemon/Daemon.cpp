@@ -59,6 +59,8 @@ void Daemon::start()
     xpc::XPCServer::Options serverOptions;
     serverOptions.log = log_;
     serverOptions.connectionCountChanged = [this](std::size_t) { connectionsChanged(); };
+    // Both endpoints live on the same descriptor table.
+    serverOptions.limits.serversSharingDescriptors = 2;
     if (options_.session || ::getuid() != 0) {
         // A daemon running as a user serves that user alone.
         const auto self = ::getuid();

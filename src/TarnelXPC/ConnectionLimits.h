@@ -16,9 +16,11 @@ namespace tarnel::xpc {
 // for each value.
 struct ConnectionLimits {
     std::size_t connectionsPerUid = 32;
-    // Lowered at start to the descriptor limit less `descriptorHeadroom`.
-    std::size_t connections = 512;
+    // Lowered at start to this server's share of the descriptor limit less `descriptorHeadroom`.
+    std::size_t connections = 256;
     std::size_t descriptorHeadroom = 64;
+    // Servers of one process that divide its descriptors between them.
+    std::size_t serversSharingDescriptors = 1;
     // Bytes of unfinished frames held for one uid, and for everyone.
     std::size_t bufferedBytesPerUid = 32u << 20;
     std::size_t bufferedBytes = 96u << 20;

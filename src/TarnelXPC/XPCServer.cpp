@@ -141,7 +141,9 @@ void XPCServer::start()
         const auto usable = descriptors.rlim_cur > options_.limits.descriptorHeadroom
                                 ? static_cast<std::size_t>(descriptors.rlim_cur) - options_.limits.descriptorHeadroom
                                 : 1;
-        connectionLimit_ = std::min(connectionLimit_, usable);
+        // A connection holds two: its socket and the peer's pidfd.
+        const auto share = usable / (2 * options_.limits.serversSharingDescriptors);
+        connectionLimit_ = std::min(connectionLimit_, std::max<std::size_t>(1, share));
     }
     running_ = true;
     accept();

@@ -168,12 +168,12 @@ TEST(Attack, AFloodOfConnectionsFromOneUserLeavesOthersServedAndTheDaemonQuiet)
 {
     if (!canActAsNobody())
         GTEST_SKIP() << "needs root and setpriv to act as nobody";
-    // 160 descriptors: the flood below is well past what the daemon could hold open.
-    Daemon daemon({}, 160);
+    // 400 descriptors: the flood below is well past what the daemon could hold open.
+    Daemon daemon({}, 400);
     const auto linesBefore = daemon.logLines();
     const auto cpuBefore = daemon.cpuSeconds();
 
-    auto flood = attack({"hold", daemon.privileged().string(), "600", "3"}, nobody);
+    auto flood = attack({"hold", daemon.privileged().string(), "1000", "3"}, nobody);
     std::this_thread::sleep_for(std::chrono::milliseconds(1200));
     EXPECT_EQ(daemon.ping(), "v19") << "another user is answered within a second during the flood";
     const auto held = flood.get();
