@@ -38,6 +38,7 @@ public:
             throw std::runtime_error("cannot connect");
     }
     explicit RawClient(int fd) : fd_(fd) {}
+    int descriptor() const { return fd_; }
     ~RawClient() { ::close(fd_); }
     RawClient(const RawClient&) = delete;
     RawClient& operator=(const RawClient&) = delete;
@@ -95,6 +96,24 @@ private:
     int fd_;
     std::string pending_;
 };
+
+Value noopRequest()
+{
+    Value space;
+    space.set("packageInternal", Value::dictionary());
+    Value route;
+    route.set("namespace", space);
+    route.set("pathComponents", Value(Value::Array{Value("noop")}));
+    route.set("messageType", Value(Value::Null{}));
+    route.set("replyType", Value(Value::Null{}));
+    route.set("sequentialReplyType", Value(Value::Null{}));
+    route.set("expectsReply", Value(false));
+    Value request;
+    request.set("__message", Value("request"));
+    request.set("__route", route);
+    request.set("__request_id", Value("A"));
+    return request;
+}
 
 class Limits : public ::testing::Test {
 protected:
@@ -194,6 +213,24 @@ TEST_F(Limits, UnfinishedFramesAreBoundInBytesAndInTime)
     for (const auto& line : logged)
         saidWhy |= line.find("unfinished after 30 seconds") != std::string::npos;
     EXPECT_TRUE(saidWhy);
+
+    // The time counts per frame: one finished in 20 s, then another started, is no offence,
+    // and neither is a connection left idle between frames.
+    RawClient patient(endpoint.socketPath);
+    const auto frame = encodeFrame(noopRequest());
+    auto sendBytes = [&](std::string_view bytes) {
+        ASSERT_EQ(::send(patient.descriptor(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+        time.poll();
+    };
+    sendBytes(std::string_view(frame).substr(0, 6));
+    time.await(quendal::Runtime::shared().clock().sleep(20.0));
+    sendBytes(std::string_view(frame).substr(6));
+    sendBytes(std::string_view(frame).substr(0, 6));
+    time.await(quendal::Runtime::shared().clock().sleep(20.0));
+    EXPECT_FALSE(patient.isClosedByServer()) << "40 s on the connection, 20 s on each frame";
+    sendBytes(std::string_view(frame).substr(6));
+    time.runFor(120);
+    EXPECT_FALSE(patient.isClosedByServer()) << "nothing unfinished, nothing to time out";
 }
 
 TEST_F(Limits, RunningOutOfDescriptorsPausesAcceptingInsteadOfSpinning)
