@@ -1,5 +1,6 @@
 // A hostile or careless client of tarneld, run by the tests as another user:
 //   uninstall SOCKET                      asks for uninstallLegacyFiles; prints "done" or the error
+//   enable SOCKET UNIT                    asks to enable a unit file; prints "done" or the error
 //   hold SOCKET COUNT SECONDS [announce]  opens COUNT connections (each announcing a 16 MiB frame
 //                                         and sending one byte of it), prints how many the daemon
 //                                         did not close at once, and holds them
@@ -18,6 +19,7 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
@@ -39,7 +41,8 @@ T run(asio::io_context& context, asio::awaitable<T> work)
     return future.get();
 }
 
-int uninstall(const char* socket)
+// Runs one privileged request and prints "done" or the error it met.
+int privileged(const char* socket, const std::function<asio::awaitable<void>(DaemonClient&)>& call)
 {
     asio::io_context context;
     auto endpoint = xpc::ServiceEndpoint::at("org.quendal.Tarnel.Daemon", socket);
@@ -47,7 +50,7 @@ int uninstall(const char* socket)
                         xpc::XPCClient::create(endpoint, xpc::ServerRequirement::anyServer(), context.get_executor()));
     try {
         run(context, [&]() -> asio::awaitable<bool> {
-            co_await client.uninstallLegacyFiles();
+            co_await call(client);
             co_return true;
         }());
         std::printf("done\n");
@@ -136,12 +139,14 @@ int main(int argc, char** argv)
 {
     const std::string command = argc > 1 ? argv[1] : "";
     if (command == "uninstall" && argc == 3)
-        return uninstall(argv[2]);
+        return privileged(argv[2], [](DaemonClient& c) { return c.uninstallLegacyFiles(); });
+    if (command == "enable" && argc == 4)
+        return privileged(argv[2], [unit = std::string(argv[3])](DaemonClient& c) { return c.enableLaunchItem(unit); });
     if (command == "hold" && (argc == 5 || argc == 6))
         return hold(argv[2], std::stoi(argv[3]), std::stoi(argv[4]), argc == 6);
     if (command == "subscribe" && argc == 5)
         return subscribe(argv[2], std::stoi(argv[3]), std::stoi(argv[4]));
-    std::fprintf(stderr, "usage: %s uninstall SOCKET | hold SOCKET COUNT SECONDS [announce] | subscribe SOCKET COUNT SECONDS\n",
+    std::fprintf(stderr, "usage: %s uninstall SOCKET | enable SOCKET UNIT | hold SOCKET COUNT SECONDS [announce] | subscribe SOCKET COUNT SECONDS\n",
                  argv[0]);
     return 2;
 }
