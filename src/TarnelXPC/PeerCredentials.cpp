@@ -99,7 +99,8 @@ std::optional<unsigned long long> processStartTime(pid_t pid)
 
 bool PeerCredentials::isStillTheConnectingProcess() const
 {
-    if (!startTime || !process || !process->isAlive())
+    // Without a pidfd (kernels before 5.3) the start time alone tells processes apart.
+    if (!startTime || (process && !process->isAlive()))
         return false;
     return processStartTime(pid) == startTime;
 }

@@ -44,8 +44,8 @@ struct PeerCredentials {
     // come to name another process when the pid is reused.
     std::shared_ptr<const class ProcessDescriptor> process;
 
-    // Whether the process that connected still runs under its pid: its descriptor is alive
-    // and the pid's start time is still the one seen at connect time.
+    // Whether the process that connected still runs under its pid: its descriptor, where
+    // there is one, is alive, and the pid's start time is still the one seen at connect time.
     bool isStillTheConnectingProcess() const;
 
     // Throws std::system_error when the descriptor is no connected Unix socket.

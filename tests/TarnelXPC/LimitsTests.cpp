@@ -335,6 +335,7 @@ TEST(PeerIdentity, TheProcessBehindAPeerIsTheOneThatConnected)
     ASSERT_TRUE(own.startTime);
     EXPECT_EQ(own.startTime, processStartTime(::getpid()));
     EXPECT_TRUE(own.isStillTheConnectingProcess());
+    EXPECT_TRUE(own.process) << "a pidfd of the peer, taken at connect time (Linux 5.3 and later)";
     auto forged = own;
     *forged.startTime += 1;
     EXPECT_FALSE(forged.isStillTheConnectingProcess()) << "another start time is another process";
