@@ -71,6 +71,8 @@ struct DiskBenchmarkScreenModel {
     // Why nothing can run, when that is so.
     std::optional<std::string> note;
     std::string historyTitle;
+    // Shown in place of the cards while no drive has a stored run.
+    std::string emptyHistoryText;
     std::vector<DiskBenchmarkSection> sections;
     friend bool operator==(const DiskBenchmarkScreenModel&, const DiskBenchmarkScreenModel&) = default;
 };

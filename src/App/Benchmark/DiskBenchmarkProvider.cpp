@@ -296,6 +296,8 @@ void DiskBenchmarkProvider::publish()
     if (!drive_)
         m.note = text("storage_benchmark_no_drive", "No drive to benchmark was found.");
     m.historyTitle = text("storage_benchmark_history", "Earlier results");
+    m.emptyHistoryText = text("storage_benchmark_history_empty",
+                              "Each finished run is kept here with its date, newest first, for every drive.");
     m.sections = sections();
     model.set(std::move(m));
 }
