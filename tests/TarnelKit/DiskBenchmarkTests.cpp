@@ -402,3 +402,49 @@ TEST(DiskBenchmark, ProgressIsWallTimeOverThirtySecondsAndMayPassOne)
     EXPECT_EQ(recorder->progress.size(), ticks) << "no ticks after the run";
     EXPECT_EQ(recorder->writes.size(), 1u);
 }
+
+TEST(DiskBenchmark, AWriteThatFailsLaterKeepsTheEarlierPassesUntilTheNextRun)
+{
+    VirtualTime time;
+    TemporaryDirectory scratch;
+    const auto mount = scratch.path() / "small";
+    TmpfsMount full(mount, "size=512k");
+    if (!full.mounted())
+        GTEST_SKIP() << "no permission to mount a tmpfs";
+    auto config = small(time, 1s);
+    config.dataSize = 128 * 1024;
+    config.chunkSize = 16 * 1024;
+    int blocks = 0;
+    config.timeBlock = [&](const std::function<void()>& block) {
+        block();
+        // After the first cycle another program takes the room the file had.
+        if (++blocks == 2) {
+            fs::resize_file(mount / "BenchmarkTest" / "temp", 0);
+            std::ofstream filler(mount / "filler", std::ios::binary);
+            const std::string megabyte(1024 * 1024, 'f');
+            filler << megabyte;
+        }
+        return std::chrono::nanoseconds(1s);
+    };
+    auto engine = DiskBenchmark::make(config);
+    auto recorder = std::make_shared<Recorder>();
+    engine->add(recorder);
+    engine->run(std::nullopt, mount);
+    ASSERT_TRUE(pumpUntil(time, [&] { return recorder->ended(); }));
+    engine->waitUntilIdle();
+    ASSERT_TRUE(recorder->stopped && *recorder->stopped);
+    EXPECT_EQ((*recorder->stopped)->code(), DiskBenchmarkError::Code::unableToWriteData);
+    EXPECT_EQ(recorder->writes.size(), 1u) << "the failed pass is not measured";
+    EXPECT_EQ(engine->writeResults().size(), 1u);
+    EXPECT_EQ(engine->readResults().size(), 1u);
+    EXPECT_FALSE(fs::exists(mount / "BenchmarkTest"));
+
+    fs::remove(mount / "filler");
+    auto next = std::make_shared<Recorder>();
+    engine->add(next);
+    engine->run(std::nullopt, mount);
+    ASSERT_TRUE(pumpUntil(time, [&] { return next->ended(); }));
+    engine->waitUntilIdle();
+    EXPECT_TRUE(next->finished);
+    EXPECT_EQ(engine->writeResults().size(), 15u) << "a new run starts with empty arrays";
+}

@@ -6,7 +6,7 @@
 
 #include <asio/post.hpp>
 
-#include <cstring>
+#include <cerrno>
 #include <fstream>
 #include <limits>
 #include <stdexcept>
