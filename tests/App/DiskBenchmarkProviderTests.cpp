@@ -364,3 +364,17 @@ TEST(DiskBenchmarkProvider, ARunEndingAwayFromTheScreenOrWithoutADriveIsNotStore
     unknown->runBenchmark();
     EXPECT_FALSE(bench.engine->isRunning());
 }
+
+TEST(BenchmarkTarget, TheLocalProbeOnThisMachine)
+{
+    LocalFileSystemProbe probe;
+    TemporaryDirectory folder;
+    tarnel::testing::writeFile(folder.path() / "file", "x");
+    EXPECT_TRUE(probe.isWritableDirectory(folder.path()));
+    EXPECT_FALSE(probe.isWritableDirectory(folder.path() / "file")) << "a file is no folder";
+    EXPECT_FALSE(probe.isWritableDirectory(folder.path() / "missing"));
+    EXPECT_TRUE(probe.sameFileSystem(folder.path(), folder.path() / "file"));
+    EXPECT_FALSE(probe.sameFileSystem(folder.path(), "/proc"));
+    EXPECT_FALSE(probe.sameFileSystem(folder.path(), folder.path() / "missing"));
+    EXPECT_FALSE(probe.isNetworkFileSystem(folder.path()));
+}

@@ -3,6 +3,7 @@
 #include "Benchmark/DiskBenchmarkScreen.h"
 #include "QtExecutor.h"
 #include "Shell/MainWindow.h"
+#include "Shell/RootScreens.h"
 #include "Theme/ThemeManager.h"
 
 #include "App/Benchmark/DiskBenchmarkReports.h"
@@ -251,4 +252,13 @@ TEST(DiskBenchmarkScreen, TheStoredRunsOfTwoDrives)
     EXPECT_EQ(sections[0].cards.front().values[0].value, "6.59 GB/s");
     EXPECT_EQ(sections[1].cards.front().image, "drive-removable-media");
     saveBoth(window, "benchmark-history");
+}
+
+TEST(DiskBenchmarkScreen, TheStorageEntryLeadsToTheBenchmark)
+{
+    std::unique_ptr<QWidget> screen(gui::rootScreen(AppRoute::storage));
+    auto* benchmark = dynamic_cast<gui::DiskBenchmarkScreen*>(screen.get());
+    ASSERT_TRUE(benchmark);
+    EXPECT_EQ(benchmark->runButton()->text(), "Run Benchmark");
+    EXPECT_FALSE(benchmark->runButton()->isEnabled()) << "no drive before the catalogue";
 }
