@@ -7,10 +7,12 @@
 #include "Theme/ThemeManager.h"
 
 #include "App/Benchmark/DiskBenchmarkReports.h"
+#include "TarnelKit/Stats/StatsClient.h"
 
 #include "QuendalFoundation/Preferences/Preferences.h"
 #include "QuendalFoundation/Runtime/Runtime.h"
 
+#include "ChildProcess.h"
 #include "Screenshots.h"
 #include "TestSupport.h"
 
@@ -261,4 +263,49 @@ TEST(DiskBenchmarkScreen, TheStorageEntryLeadsToTheBenchmark)
     ASSERT_TRUE(benchmark);
     EXPECT_EQ(benchmark->runButton()->text(), "Run Benchmark");
     EXPECT_FALSE(benchmark->runButton()->isEnabled()) << "no drive before the catalogue";
+}
+
+// The drive and its folder come from the catalogue of a real session daemon on this machine.
+TEST(DiskBenchmarkScreen, ARunOnThisMachineTheDaemonDescribes)
+{
+    tarnel::testing::TemporaryDirectory sockets;
+    const auto program = tarnel::testing::binaryDirectory() / "daemon" / "tarneld";
+    tarnel::testing::ChildProcess daemon(program, {"--session", "--socket-dir", sockets.path().string()});
+    const auto socket = sockets.path() / "org.quendal.Tarnel.Daemon.stats.sock";
+    ASSERT_TRUE(tarnel::testing::waitUntil([&] { return fs::exists(socket); }));
+    StatsClient::Environment environment;
+    const auto endpoint = xpc::ServiceEndpoint::at("org.quendal.Tarnel.Daemon.stats", socket);
+    environment.makeTransport = [endpoint] { return xpc::XPCClient::create(endpoint, xpc::ServerRequirement::anyServer()); };
+    environment.executor = quendal::Runtime::shared().mainExecutor();
+    environment.clock = quendal::Runtime::shared().clockPointer();
+    StatsClient::setShared(std::make_shared<StatsClient>("stats", std::move(environment)));
+
+    Machine machine;
+    machine.catalog = std::make_shared<HardwareCatalogStore>(HardwareCatalogStore::daemonLoader());
+    DiskBenchmarkProvider::Sources sources{machine.engine, machine.catalog, &machine.preferences,
+                                           std::make_shared<LocalFileSystemProbe>(), std::make_shared<NoPrompts>(),
+                                           defaultUserFolders(), &Date::now};
+    auto provider = std::make_shared<DiskBenchmarkProvider>(std::move(sources), std::nullopt);
+    provider->viewWillAppear();
+    ASSERT_TRUE(waitFor([&] { return provider->drive().has_value(); }, 30000)) << "the drive of the home folder";
+    const auto drive = *provider->drive();
+    EXPECT_EQ(drive.kind, HardwareDiskKind::drive);
+
+    provider->runBenchmark();
+    ASSERT_TRUE(machine.engine->isRunning()) << "a folder on " << drive.name << " was found without asking";
+    const auto folder = machine.engine->benchmarkDirectory().value().parent_path();
+    const auto& storage = machine.catalog->snapshot.value().storage;
+    bool onTheDrive = false;
+    auto volumes = storage.descendants(drive);
+    volumes.push_back(drive);
+    for (const auto& volume : volumes)
+        if (volume.mountPoint && LocalFileSystemProbe().sameFileSystem(folder, *volume.mountPoint))
+            onTheDrive = true;
+    EXPECT_TRUE(onTheDrive) << folder;
+    ASSERT_TRUE(waitFor([&] { return provider->model.value().state == BenchmarkSpeedometerState::finished; }));
+    machine.engine->waitUntilIdle();
+    EXPECT_FALSE(fs::exists(folder / "BenchmarkTest"));
+    const auto stored = DiskBenchmarkReportStore(machine.preferences).load();
+    EXPECT_TRUE(stored.contains(reportKey(drive)));
+    StatsClient::setShared(nullptr);
 }
