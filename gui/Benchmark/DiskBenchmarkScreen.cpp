@@ -160,7 +160,8 @@ void DiskBenchmarkScreen::render(const DiskBenchmarkScreenModel& model)
             drives_->addItem(qs(drive.title));
         if (model.selectedDrive)
             drives_->setCurrentIndex(static_cast<int>(*model.selectedDrive));
-        drives_->setEnabled(model.runEnabled && model.drives.size() > 1);
+        // A drive the route named but the catalogue lacks can still be replaced by a known one.
+        drives_->setEnabled(model.state != BenchmarkSpeedometerState::working && !model.drives.empty());
         drives_->setVisible(!model.drives.empty());
     }
     note_->setText(qs(model.note.value_or(std::string())));
