@@ -9,7 +9,11 @@
 
 #include <condition_variable>
 #include <fstream>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/mount.h>
+#include <unistd.h>
 #include <thread>
 
 using namespace tarnel;
@@ -447,4 +451,90 @@ TEST(DiskBenchmark, AWriteThatFailsLaterKeepsTheEarlierPassesUntilTheNextRun)
     engine->waitUntilIdle();
     EXPECT_TRUE(next->finished);
     EXPECT_EQ(engine->writeResults().size(), 15u) << "a new run starts with empty arrays";
+}
+
+namespace {
+
+// Marks a file immutable, so not even root can remove the folder it is in; undone on destruction.
+class ImmutableFile {
+public:
+    explicit ImmutableFile(const fs::path& path) : path_(path)
+    {
+        tarnel::testing::writeFile(path, "kept");
+        set(true);
+    }
+    ~ImmutableFile() { set(false); }
+    bool held() const { return held_; }
+
+private:
+    void set(bool on)
+    {
+        const int fd = ::open(path_.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            return;
+        int flags = 0;
+        if (::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0) {
+            flags = on ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
+            held_ = ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0 && on;
+        }
+        ::close(fd);
+    }
+    fs::path path_;
+    bool held_ = false;
+};
+
+} // namespace
+
+TEST(DiskBenchmark, AFolderThatCannotBeRemovedIsReportedAndKept)
+{
+    VirtualTime time;
+    TemporaryDirectory target;
+    const auto folder = target.path() / "BenchmarkTest";
+    fs::create_directories(folder);
+    std::optional<ImmutableFile> stuck;
+    stuck.emplace(folder / "stuck");
+    if (!stuck->held())
+        GTEST_SKIP() << "this file system or user cannot mark a file immutable";
+
+    // A leftover that cannot be removed stops the run before anything is written.
+    auto engine = DiskBenchmark::make(small(time, 1s));
+    auto recorder = std::make_shared<Recorder>();
+    engine->add(recorder);
+    engine->run(std::nullopt, target.path());
+    ASSERT_TRUE(pumpUntil(time, [&] { return recorder->ended(); }));
+    engine->waitUntilIdle();
+    ASSERT_TRUE(recorder->stopped && *recorder->stopped);
+    EXPECT_EQ((*recorder->stopped)->code(), DiskBenchmarkError::Code::fileSystem);
+    ASSERT_TRUE(recorder->failedToClean);
+    EXPECT_NE(std::string(recorder->failedToClean->what()).find(folder.string()), std::string::npos);
+    EXPECT_EQ(tarnel::testing::readFile(folder / "stuck"), "kept");
+    EXPECT_TRUE(recorder->writes.empty());
+    stuck.reset();
+
+    // Stopped while something it cannot remove appeared in its folder: told, and still no error.
+    Gate gate;
+    std::optional<ImmutableFile> late;
+    auto config = small(time, 1s);
+    config.timeBlock = [&](const std::function<void()>& block) {
+        if (!gate.entered()) {
+            late.emplace(folder / "late");
+            gate.enterAndWait();
+        }
+        block();
+        return std::chrono::nanoseconds(1s);
+    };
+    auto second = DiskBenchmark::make(config);
+    auto other = std::make_shared<Recorder>();
+    second->add(other);
+    second->run(std::nullopt, target.path());
+    ASSERT_TRUE(pumpUntil(time, [&] { return gate.entered(); }));
+    second->stop();
+    gate.release();
+    ASSERT_TRUE(pumpUntil(time, [&] { return other->ended(); }));
+    second->waitUntilIdle();
+    EXPECT_TRUE(other->failedToClean);
+    ASSERT_TRUE(other->stopped);
+    EXPECT_FALSE(*other->stopped);
+    EXPECT_EQ(other->events, (std::vector<std::string>{"start", "failToClean", "stop"}));
+    late.reset();
 }
