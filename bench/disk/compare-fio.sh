@@ -18,7 +18,9 @@ mkdir -p "$folder"
 file="$folder/fio-test"
 common=(--filename="$file" --size=1000000000 --bs=10000000 --ioengine=psync --iodepth=1 --numjobs=1
         --direct=0 --invalidate=1 --output-format=json)
-fio_write=(fio --name=seqwrite --rw=write --end_fsync=1 "${common[@]}")
+# The engine writes chunks of one byte value each; fio writes one byte value too, so a host that
+# compresses or deduplicates what reaches it treats both alike.
+fio_write=(fio --name=seqwrite --rw=write --end_fsync=1 --buffer_pattern=0x5a "${common[@]}")
 fio_read=(fio --name=seqread --rw=read "${common[@]}")
 echo "fio write: ${fio_write[*]}" >&2
 echo "fio read:  ${fio_read[*]}" >&2
