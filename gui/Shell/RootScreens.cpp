@@ -1,5 +1,6 @@
 #include "Shell/RootScreens.h"
 
+#include "Benchmark/DiskBenchmarkScreen.h"
 #include "Dashboard/DashboardCards.h"
 #include "Settings/SettingsScreen.h"
 
@@ -12,6 +13,8 @@ QWidget* rootScreen(AppRoute route)
         return makeSettingsScreen();
     case AppRoute::dashboard:
         return makeDashboardScreen(DashboardProvider::make());
+    case AppRoute::storage:
+        return makeDiskBenchmarkScreen();
     default:
         return nullptr;
     }
