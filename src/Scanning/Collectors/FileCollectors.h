@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <initializer_list>
 #include <cstdint>
 #include <memory>
 #include <optional>

@@ -1,9 +1,8 @@
 #include "Scanning/Collectors/FileProcedures.h"
 
+#include "QuendalFoundation/Runtime/Runtime.h"
 #include "Scanning/Procedures/ProcedureChain.h"
 #include "Scanning/Walker/DiskWalkProcedure.h"
-
-#include "QuendalFoundation/Runtime/Runtime.h"
 
 namespace tarnel {
 

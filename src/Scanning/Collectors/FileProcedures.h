@@ -1,13 +1,11 @@
 #pragma once
 
+#include "QuendalFoundation/Runtime/Clock.h"
 #include "Scanning/Collectors/FileCollectors.h"
 #include "Scanning/Procedures/GroupProcedure.h"
 #include "Scanning/Procedures/ProcedureOutput.h"
 #include "Scanning/Walker/DiskScanResult.h"
 
-#include "QuendalFoundation/Runtime/Clock.h"
-
-#include <chrono>
 #include <cstdint>
 #include <map>
 #include <mutex>
