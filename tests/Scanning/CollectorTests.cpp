@@ -103,7 +103,8 @@ TEST(Collectors, OptionsShapeTheDictionaryAndDepthBoundsTheWalk)
     ASSERT_EQ(twice.size(), 1u);
     EXPECT_EQ(relative(twice["diskImages"], root), std::set<std::string>{"top.iso"});
 
-    auto two = run(std::make_shared<SimpleFileScanProcedure>(root.string(), std::vector{FileCollectorOptions::diskImages}, 2));
+    auto two = run(
+        std::make_shared<SimpleFileScanProcedure>(root.string(), std::vector{FileCollectorOptions::diskImages}, 2));
     EXPECT_EQ(relative(two["diskImages"], root), (std::set<std::string>{"top.iso", "one/inner.iso"}));
 }
 
@@ -155,8 +156,8 @@ TEST(Collectors, SizeCountsFilesInsideApplicationFoldersKeepsNothingAndIsZeroFor
     EXPECT_EQ(run(std::make_shared<SizeProcedure>((root / "missing").string())), 0);
 
     auto collector = std::make_shared<SizeCollector>();
-    auto walk = std::make_shared<FileScanProcedure>(root.string(), std::vector<std::shared_ptr<FileCollector>>{collector},
-                                                    false, std::nullopt);
+    std::vector<std::shared_ptr<FileCollector>> collectors{collector};
+    auto walk = std::make_shared<FileScanProcedure>(root.string(), collectors, false, std::nullopt);
     run(std::static_pointer_cast<DiskWalkProcedure>(walk));
     // Without searching application folders the tool isn't counted.
     EXPECT_EQ(collector->totalSize(), 1020);

@@ -17,8 +17,8 @@ public:
     std::shared_ptr<FileNode> add(const std::string& path, const std::shared_ptr<FileNode>& parent = nullptr,
                                   bool directory = false)
     {
-        nodes.push_back(std::make_shared<FileNode>(path, parent, 7,
-                                                   directory ? FileNode::NodeType::directory : FileNode::NodeType::file));
+        auto type = directory ? FileNode::NodeType::directory : FileNode::NodeType::file;
+        nodes.push_back(std::make_shared<FileNode>(path, parent, 7, type));
         return nodes.back();
     }
     std::shared_ptr<FileNode> folder(const std::string& path, const std::shared_ptr<FileNode>& parent = nullptr)

@@ -97,7 +97,15 @@ private:
 
 // The collectors a caller may ask for by name; each raw value is its collector's name, so a
 // result dictionary is read with the raw value as key.
-enum class FileCollectorOptions { files, filesIgnoringDsStore, directories, filesAndDirectories, packages, diskImages, xcodeArchives };
+enum class FileCollectorOptions {
+    files,
+    filesIgnoringDsStore,
+    directories,
+    filesAndDirectories,
+    packages,
+    diskImages,
+    xcodeArchives,
+};
 
 inline constexpr std::array allFileCollectorOptions{
     FileCollectorOptions::files,           FileCollectorOptions::filesIgnoringDsStore,

@@ -66,8 +66,8 @@ SizeProcedure::SizeProcedure(std::string url)
 {
     setQualityOfService(QualityOfService::userInitiated);
     auto collector = std::make_shared<SizeCollector>();
-    auto walk = std::make_shared<FileScanProcedure>(std::move(url), std::vector<std::shared_ptr<FileCollector>>{collector},
-                                                    true, std::nullopt);
+    std::vector<std::shared_ptr<FileCollector>> collectors{collector};
+    auto walk = std::make_shared<FileScanProcedure>(std::move(url), collectors, true, std::nullopt);
     auto link = makeChainLink<DiskWalkProcedure>(
         walk, [this, collector](const std::shared_ptr<DiskScanResult>&) { setOutputValue(collector->totalSize()); });
     addChildren({walk, link});

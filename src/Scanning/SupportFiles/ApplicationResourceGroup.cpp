@@ -50,7 +50,8 @@ std::int64_t ApplicationResourceGroup::size() const
 
 std::string_view ApplicationResourceGroup::rawValue(Category category) { return textOf(category).rawValue; }
 
-std::optional<ApplicationResourceGroup::Category> ApplicationResourceGroup::categoryFromRawValue(std::string_view rawValue)
+std::optional<ApplicationResourceGroup::Category>
+ApplicationResourceGroup::categoryFromRawValue(std::string_view rawValue)
 {
     for (const auto& text : categoryTexts)
         if (text.rawValue == rawValue)

@@ -35,7 +35,8 @@ const std::vector<std::string_view>& SupportFileMatcher::blockedWords()
 bool SupportFileMatcher::passesBlockList(std::string_view name)
 {
     const auto& words = blockedWords();
-    return std::none_of(words.begin(), words.end(), [name](std::string_view word) { return name.find(word) != std::string_view::npos; });
+    return std::none_of(words.begin(), words.end(),
+                        [name](std::string_view word) { return name.find(word) != std::string_view::npos; });
 }
 
 std::vector<ApplicationResource> SupportFileMatcher::match(const FileCollector::Files& entries) const
@@ -46,8 +47,9 @@ std::vector<ApplicationResource> SupportFileMatcher::match(const FileCollector::
             continue;
         const auto lowered = asciiLowercase(entry->name());
         bool byName = std::find(names_.begin(), names_.end(), lowered) != names_.end();
-        bool byIdentifier = !byName && std::any_of(identifiers_.begin(), identifiers_.end(),
-                                                   [&lowered](const std::string& id) { return lowered.find(id) != std::string::npos; });
+        bool byIdentifier = !byName && std::any_of(identifiers_.begin(), identifiers_.end(), [&](const std::string& id) {
+            return lowered.find(id) != std::string::npos;
+        });
         if (byName || byIdentifier)
             matched.push_back(entry);
     }
@@ -59,8 +61,9 @@ std::vector<ApplicationResource> SupportFileMatcher::match(const FileCollector::
     for (const auto& entry : matched) {
         // Parent links are weak: an entry whose parent is gone has no ancestor.
         auto parents = entry->allParents();
-        bool inside = std::any_of(parents.begin(), parents.end(),
-                                  [&set](const std::shared_ptr<FileNode>& parent) { return set.contains(parent.get()); });
+        bool inside = std::any_of(parents.begin(), parents.end(), [&set](const std::shared_ptr<FileNode>& parent) {
+            return set.contains(parent.get());
+        });
         if (!inside)
             resources.push_back(ApplicationResource::from(*entry));
     }
