@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <tuple>
 
@@ -210,4 +213,55 @@ TEST(SupportFiles, FourApplicationsOfFourKindsFindTheirTracesAndNoDecoy)
     EXPECT_TRUE(supportFiles->applicationsUtilities.empty());
     EXPECT_TRUE(supportFiles->userLibraryCookies.empty());
     EXPECT_TRUE(supportFiles->privateVarFolders.empty());
+}
+
+TEST(SupportFiles, LocationsFollowTheXdgVariablesOnlyWhenAbsolute)
+{
+    struct Environment {
+        std::vector<std::pair<std::string, std::optional<std::string>>> saved;
+        void set(const std::string& name, const char* value)
+        {
+            const char* old = std::getenv(name.c_str());
+            saved.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
+            if (value)
+                ::setenv(name.c_str(), value, 1);
+            else
+                ::unsetenv(name.c_str());
+        }
+        ~Environment()
+        {
+            for (auto it = saved.rbegin(); it != saved.rend(); ++it)
+                if (it->second)
+                    ::setenv(it->first.c_str(), it->second->c_str(), 1);
+                else
+                    ::unsetenv(it->first.c_str());
+        }
+    } environment;
+    environment.set("HOME", "/home/someone/");
+    environment.set("XDG_CONFIG_HOME", "/elsewhere/config");
+    environment.set("XDG_DATA_HOME", "relative/data");
+    environment.set("XDG_STATE_HOME", "");
+    environment.set("XDG_CACHE_HOME", nullptr);
+
+    auto locations = SupportLocations::current();
+    EXPECT_EQ(locations.home, "/home/someone");
+    EXPECT_EQ(locations.configHome, "/elsewhere/config");
+    EXPECT_EQ(locations.dataHome, "/home/someone/.local/share");
+    EXPECT_EQ(locations.stateHome, "/home/someone/.local/state");
+    EXPECT_EQ(locations.cacheHome, "/home/someone/.cache");
+    EXPECT_EQ(locations.system("/etc"), "/etc");
+    EXPECT_EQ(SupportLocations::underHome("/h", "/fixture/").system("/etc"), "/fixture/etc");
+
+    // The walk of the configuration folder leaves the unit and autostart folders to login items.
+    auto scans = supportFolderScans(locations);
+    auto preferences = std::find_if(scans.begin(), scans.end(), [](const SupportFolderScan& scan) {
+        return scan.field == &ApplicationSupportFiles::userLibraryPreferences;
+    });
+    ASSERT_NE(preferences, scans.end());
+    auto node = [](const std::string& path) { return FileNode(path, nullptr, 0, FileNode::NodeType::file); };
+    EXPECT_TRUE(preferences->keeps(node("/elsewhere/config/autostart")));
+    EXPECT_FALSE(preferences->keeps(node("/elsewhere/config/autostart/a.desktop")));
+    EXPECT_FALSE(preferences->keeps(node("/elsewhere/config/systemd/user")));
+    EXPECT_TRUE(preferences->keeps(node("/elsewhere/config/autostarter")));
+    EXPECT_TRUE(preferences->keeps(node("/elsewhere/config/quill/autostart")));
 }
