@@ -50,6 +50,10 @@ int main()
                     application->bundleInfo.identifier.c_str(), application->bundleInfo.name.c_str(),
                     application->bundleInfo.version.shortVersionString.value_or("-").c_str(),
                     static_cast<long long>(application->size()), supportFiles);
+        for (const auto& group : application->allGroups())
+            for (const auto& resource : group.files)
+                std::printf("\t%s\t%s\t%lld\n", std::string(ApplicationResourceGroup::rawValue(group.category)).c_str(),
+                            resource.url.c_str(), static_cast<long long>(resource.size));
     }
     std::printf("applications %zu\n", scanner.applications().size());
     return 0;

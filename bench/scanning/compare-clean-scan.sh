@@ -4,7 +4,7 @@
 # table.
 #   bench/scanning/compare-clean-scan.sh <build dir> [home] [runs]
 # A home that does not exist yet is generated there: the walker's tree of 200,000 files, four of
-# its top folders moved to the cache, state, Downloads and Desktop folders, some files renamed to
+# its folders moved to the cache, state, Downloads and Desktop folders, some files renamed to
 # packages, disk images and logs, and some made sparse and over 100 MB.
 set -euo pipefail
 
@@ -21,10 +21,12 @@ if [ ! -e "$home" ]; then
 import os, random, sys
 home = sys.argv[1]
 rng = random.Random(7)
-tops = sorted((d for d in os.listdir(home) if d.startswith("d")), key=lambda d: int(d[1:]))
-for folder, top in zip([".cache", ".local/state", "Downloads", "Desktop"], tops):
-    os.makedirs(os.path.join(home, os.path.dirname(folder)) or home, exist_ok=True)
-    os.rename(os.path.join(home, top), os.path.join(home, folder))
+# The tree hangs from one top folder: its first four subfolders become the XDG folders.
+top = os.path.join(home, "d1")
+subfolders = sorted((d for d in os.listdir(top) if d.startswith("d")), key=lambda d: int(d[1:]))
+for folder, sub in zip([".cache", ".local/state", "Downloads", "Desktop"], subfolders):
+    os.makedirs(os.path.dirname(os.path.join(home, folder)), exist_ok=True)
+    os.rename(os.path.join(top, sub), os.path.join(home, folder))
 files = [os.path.join(d, f) for d, _, names in os.walk(home) for f in names if f.endswith(".dat")]
 suffixes = [".deb", ".rpm", ".pkg.tar.zst", ".flatpakref", ".snap", ".iso", ".img", ".dmg", ".log"]
 for path in rng.sample(files, 1000):
