@@ -1,6 +1,7 @@
 #include "Scanning/Applications/ApplicationReader.h"
 
 #include "Scanning/Applications/DesktopEntry.h"
+#include "Scanning/Applications/SquashfsImage.h"
 #include "Scanning/SupportFiles/SupportFileMatcher.h"
 
 #include <sys/stat.h>
@@ -202,6 +203,21 @@ std::optional<ApplicationItem> ApplicationReader::readAppImage(const std::string
     item.identity.displayName = title;
     item.identity.execProgram = path;
     item.identity.applicationRoot = path;
+    // The entry inside names it better than the file name, which users rename.
+    std::string entryName;
+    std::string entryError;
+    if (auto text = appImageDesktopEntry(path, &entryError, &entryName)) {
+        std::string parseError;
+        auto file = KeyFile::parse(*text, "Desktop Entry", &parseError);
+        if (auto entry = file ? DesktopEntry::from(*file, &parseError) : std::nullopt) {
+            applyEntry(item, *entry, entryName);
+            item.bundleInfo.identifier = stripSuffix(entryName, ".desktop");
+            item.identity.execProgram = path;
+            if (!entry->version.empty())
+                item.bundleInfo.version = BundleVersion::fromText(entry->version);
+            resolveIcon(item);
+        }
+    }
     finishInfo(item);
     return item;
 }

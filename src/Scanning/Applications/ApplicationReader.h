@@ -22,7 +22,8 @@ public:
     std::optional<ApplicationItem> readFlatpak(const std::string& appFolder, bool user, std::string* error = nullptr);
     // "/snap/<name>"; a snap without a desktop entry (a runtime, snapd) is no application.
     std::optional<ApplicationItem> readSnap(const std::string& snapFolder, std::string* error = nullptr);
-    // Named and versioned by its file name ("Nimbus-2.1-x86_64.AppImage"); never run.
+    // Named by the desktop entry inside it, else by its file name ("Nimbus-2.1-x86_64.AppImage");
+    // never run or mounted.
     std::optional<ApplicationItem> readAppImage(const std::string& path, bool user, std::string* error = nullptr);
     // A desktop entry of a packaged or hand-installed application, its id `desktopFileId`.
     std::optional<ApplicationItem> readEntry(const std::string& path, const std::string& desktopFileId, bool user,
