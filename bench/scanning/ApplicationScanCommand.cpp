@@ -11,11 +11,11 @@ using namespace tarnel;
 
 namespace {
 
-class Waiter : public ScanProgressListener {
+class Waiter : public ApplicationScannerListener {
 public:
-    void scanDidStart() override {}
-    void scanDidUpdate(const std::string&, double) override {}
-    void scanDidFinish() override
+    void applicationScannerDidStart() override {}
+    void applicationScannerDidUpdate(const std::string&, double) override {}
+    void applicationScannerDidFinish() override
     {
         std::lock_guard lock(mutex_);
         finished_ = true;

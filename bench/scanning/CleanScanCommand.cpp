@@ -11,11 +11,11 @@ using namespace tarnel;
 
 namespace {
 
-class Waiter : public ScanProgressListener {
+class Waiter : public CleanScannerListener {
 public:
-    void scanDidStart() override {}
-    void scanDidUpdate(const std::string&, double) override {}
-    void scanDidFinish() override
+    void cleanScannerDidStart() override {}
+    void cleanScannerDidUpdate(const std::string&, double) override {}
+    void cleanScannerDidFinish() override
     {
         std::lock_guard lock(mutex_);
         finished_ = true;

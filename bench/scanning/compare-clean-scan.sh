@@ -21,12 +21,29 @@ if [ ! -e "$home" ]; then
 import os, random, sys
 home = sys.argv[1]
 rng = random.Random(7)
-# The tree hangs from one top folder: its first four subfolders become the XDG folders.
-top = os.path.join(home, "d1")
-subfolders = sorted((d for d in os.listdir(top) if d.startswith("d")), key=lambda d: int(d[1:]))
-for folder, sub in zip([".cache", ".local/state", "Downloads", "Desktop"], subfolders):
-    os.makedirs(os.path.dirname(os.path.join(home, folder)), exist_ok=True)
-    os.rename(os.path.join(top, sub), os.path.join(home, folder))
+# The four folders with the most files of their own whose trees hold under a third of all files
+# and lie apart become the XDG folders, so each group has work of its own.
+direct, below = {}, {}
+for folder, _, names in os.walk(home):
+    direct[folder] = len(names)
+for folder in sorted(direct, key=len, reverse=True):
+    below[folder] = below.get(folder, 0) + direct[folder]
+    parent = os.path.dirname(folder)
+    if folder != home:
+        below[parent] = below.get(parent, 0) + below[folder]
+total = below[home]
+chosen = []
+for folder in sorted(direct, key=lambda f: -direct[f]):
+    if folder == home or below[folder] * 3 > total:
+        continue
+    if any(folder.startswith(c + "/") or c.startswith(folder + "/") for c in chosen):
+        continue
+    chosen.append(folder)
+    if len(chosen) == 4:
+        break
+for target, folder in zip([".cache", ".local/state", "Downloads", "Desktop"], chosen):
+    os.makedirs(os.path.dirname(os.path.join(home, target)), exist_ok=True)
+    os.rename(folder, os.path.join(home, target))
 files = [os.path.join(d, f) for d, _, names in os.walk(home) for f in names if f.endswith(".dat")]
 suffixes = [".deb", ".rpm", ".pkg.tar.zst", ".flatpakref", ".snap", ".iso", ".img", ".dmg", ".log"]
 for path in rng.sample(files, 1000):

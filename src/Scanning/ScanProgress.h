@@ -17,25 +17,35 @@
 
 namespace tarnel {
 
-// What a long scan tells the screens: it started, it ended, and where it is.
-class ScanProgressListener {
+// What the Clean scan tells the screens: it started, it ended, and where it is.
+class CleanScannerListener {
 public:
-    virtual ~ScanProgressListener() = default;
-    virtual void scanDidStart() = 0;
-    virtual void scanDidFinish() = 0;
-    virtual void scanDidUpdate(const std::string& status, double progress) = 0;
+    virtual ~CleanScannerListener() = default;
+    virtual void cleanScannerDidStart() = 0;
+    virtual void cleanScannerDidFinish() = 0;
+    virtual void cleanScannerDidUpdate(const std::string& status, double progress) = 0;
+};
+
+// The same three calls, from the application scan.
+class ApplicationScannerListener {
+public:
+    virtual ~ApplicationScannerListener() = default;
+    virtual void applicationScannerDidStart() = 0;
+    virtual void applicationScannerDidFinish() = 0;
+    virtual void applicationScannerDidUpdate(const std::string& status, double progress) = 0;
 };
 
 // Listeners held weakly; every call is posted to the main actor, and a listener that died
 // before its turn is skipped.
+template <class Listener>
 class ScanListeners {
 public:
-    void add(const std::shared_ptr<ScanProgressListener>& listener)
+    void add(const std::shared_ptr<Listener>& listener)
     {
         std::lock_guard lock(mutex_);
         listeners_.push_back(listener);
     }
-    void remove(const std::shared_ptr<ScanProgressListener>& listener)
+    void remove(const std::shared_ptr<Listener>& listener)
     {
         std::lock_guard lock(mutex_);
         std::erase_if(listeners_, [&](const auto& weak) {
@@ -43,9 +53,9 @@ public:
             return !strong || strong == listener;
         });
     }
-    void post(std::function<void(ScanProgressListener&)> call)
+    void post(std::function<void(Listener&)> call)
     {
-        std::vector<std::weak_ptr<ScanProgressListener>> listeners;
+        std::vector<std::weak_ptr<Listener>> listeners;
         {
             std::lock_guard lock(mutex_);
             listeners = listeners_;
@@ -59,7 +69,7 @@ public:
 
 private:
     std::mutex mutex_;
-    std::vector<std::weak_ptr<ScanProgressListener>> listeners_;
+    std::vector<std::weak_ptr<Listener>> listeners_;
 };
 
 // "Digging through User Logs...": one of seventeen words, a blank, a title and "...".

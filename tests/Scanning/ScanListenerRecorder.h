@@ -9,7 +9,7 @@
 namespace tarnel::testing {
 
 // Records a scanner's listener calls, and whether each arrived on the main actor.
-class ScanListenerRecorder : public ScanProgressListener {
+class ScanListenerRecorder : public CleanScannerListener, public ApplicationScannerListener {
 public:
     struct Event {
         std::string what; // "start", "finish" or the status text
@@ -17,11 +17,14 @@ public:
         bool onMain = false;
     };
 
-    void scanDidStart() override { record({"start", -1, quendal::Runtime::shared().isMainThread()}); }
-    void scanDidFinish() override { record({"finish", -1, quendal::Runtime::shared().isMainThread()}); }
-    void scanDidUpdate(const std::string& status, double progress) override
+    void cleanScannerDidStart() override { started(); }
+    void cleanScannerDidFinish() override { finish(); }
+    void cleanScannerDidUpdate(const std::string& status, double progress) override { update(status, progress); }
+    void applicationScannerDidStart() override { started(); }
+    void applicationScannerDidFinish() override { finish(); }
+    void applicationScannerDidUpdate(const std::string& status, double progress) override
     {
-        record({status, progress, quendal::Runtime::shared().isMainThread()});
+        update(status, progress);
     }
 
     std::vector<Event> events() const
@@ -36,6 +39,12 @@ public:
     }
 
 private:
+    void started() { record({"start", -1, quendal::Runtime::shared().isMainThread()}); }
+    void finish() { record({"finish", -1, quendal::Runtime::shared().isMainThread()}); }
+    void update(const std::string& status, double progress)
+    {
+        record({status, progress, quendal::Runtime::shared().isMainThread()});
+    }
     void record(Event event)
     {
         std::lock_guard lock(mutex_);

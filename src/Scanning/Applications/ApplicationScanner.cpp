@@ -56,7 +56,7 @@ std::shared_ptr<const ApplicationSupportFiles> ApplicationScanner::supportFiles(
 void ApplicationScanner::report(Category category, double progress)
 {
     auto status = statusText_.about(ApplicationResourceGroup::title(category).defaultText);
-    listeners_.post([status, progress](ScanProgressListener& listener) { listener.scanDidUpdate(status, progress); });
+    listeners_.post([status, progress](ApplicationScannerListener& listener) { listener.applicationScannerDidUpdate(status, progress); });
 }
 
 void ApplicationScanner::start()
@@ -69,7 +69,7 @@ void ApplicationScanner::start()
         }
         isRunning_ = true;
     }
-    listeners_.post([](ScanProgressListener& listener) { listener.scanDidStart(); });
+    listeners_.post([](ApplicationScannerListener& listener) { listener.applicationScannerDidStart(); });
 
     auto system = std::make_shared<ApplicationScanProcedure>(applicationLocations_);
     auto systemLink = makeChainLink<ApplicationScanProcedure>(system, [this](const ApplicationScanOutput& output) {
@@ -190,7 +190,7 @@ void ApplicationScanner::runStageC()
             std::lock_guard lock(mutex_);
             isRunning_ = false;
         }
-        listeners_.post([](ScanProgressListener& listener) { listener.scanDidFinish(); });
+        listeners_.post([](ApplicationScannerListener& listener) { listener.applicationScannerDidFinish(); });
     });
 }
 

@@ -34,8 +34,8 @@ public:
     std::vector<std::shared_ptr<ApplicationItem>> applications() const;
     std::shared_ptr<const ApplicationSupportFiles> supportFiles() const;
 
-    void addListener(const std::shared_ptr<ScanProgressListener>& listener) { listeners_.add(listener); }
-    void removeListener(const std::shared_ptr<ScanProgressListener>& listener) { listeners_.remove(listener); }
+    void addListener(const std::shared_ptr<ApplicationScannerListener>& listener) { listeners_.add(listener); }
+    void removeListener(const std::shared_ptr<ApplicationScannerListener>& listener) { listeners_.remove(listener); }
 
 private:
     void report(ApplicationResourceGroup::Category category, double progress);
@@ -48,7 +48,7 @@ private:
     SupportLocations locations_;
     ApplicationLocations applicationLocations_;
     ScanStatusText statusText_;
-    ScanListeners listeners_;
+    ScanListeners<ApplicationScannerListener> listeners_;
     ProcedureQueue queue_;
     mutable std::mutex mutex_;
     bool isRunning_ = false;

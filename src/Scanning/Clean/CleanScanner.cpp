@@ -124,7 +124,7 @@ void CleanScanner::report(CleanScanGroup group, double progress)
 
 void CleanScanner::report(const std::string& status, double progress)
 {
-    listeners_.post([status, progress](ScanProgressListener& listener) { listener.scanDidUpdate(status, progress); });
+    listeners_.post([status, progress](CleanScannerListener& listener) { listener.cleanScannerDidUpdate(status, progress); });
 }
 
 void CleanScanner::store(CleanScanGroup group, const std::vector<CleanScanItem>& items, bool add)
@@ -147,7 +147,7 @@ void CleanScanner::start()
         }
         isRunning_ = true;
     }
-    listeners_.post([](ScanProgressListener& listener) { listener.scanDidStart(); });
+    listeners_.post([](CleanScannerListener& listener) { listener.cleanScannerDidStart(); });
     auto applications = std::make_shared<ApplicationBundleScanProcedure>(ApplicationLocations::from(locations_.support));
     auto link = std::make_shared<BlockProcedure>(BlockProcedure::Storage::asVoid([this, applications] {
         {
@@ -297,7 +297,7 @@ void CleanScanner::runSizeStage()
                 std::lock_guard lock(mutex_);
                 isRunning_ = false;
             }
-            listeners_.post([](ScanProgressListener& listener) { listener.scanDidFinish(); });
+            listeners_.post([](CleanScannerListener& listener) { listener.cleanScannerDidFinish(); });
         });
     });
     queue_.addOperations(units);

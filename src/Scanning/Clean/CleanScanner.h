@@ -61,8 +61,8 @@ public:
     std::map<CleanScanGroup, CleanScanItemSet> groups() const;
     std::vector<ApplicationBundle> allApplications() const;
 
-    void addListener(const std::shared_ptr<ScanProgressListener>& listener) { listeners_.add(listener); }
-    void removeListener(const std::shared_ptr<ScanProgressListener>& listener) { listeners_.remove(listener); }
+    void addListener(const std::shared_ptr<CleanScannerListener>& listener) { listeners_.add(listener); }
+    void removeListener(const std::shared_ptr<CleanScannerListener>& listener) { listeners_.remove(listener); }
 
     static constexpr std::int64_t largeFileThreshold = 100'000'000;
 
@@ -76,7 +76,7 @@ private:
 
     CleanLocations locations_;
     ScanStatusText statusText_;
-    ScanListeners listeners_;
+    ScanListeners<CleanScannerListener> listeners_;
     CleanStepFactory developerStep_;
     CleanStepFactory mailStep_;
     ProcedureQueue queue_;
