@@ -154,6 +154,15 @@ TEST(ApplicationMetadata, MetainfoSnapYamlPackageDatabaseIconsAndUserFolders)
     EXPECT_EQ(icons.resolve("nimbus"), (root / "share/pixmaps/nimbus.xpm").string());
     EXPECT_EQ(icons.resolve((root / "share/pixmaps/nimbus.xpm").string()), (root / "share/pixmaps/nimbus.xpm").string());
     EXPECT_EQ(icons.resolve("missing"), std::nullopt);
+    writeFile(root / "share/icons/hicolor/scalable/apps/quill.svg", "svg");
+    writeFile(root / "share/icons/hicolor/256x256/apps/quill.png", "p");
+    IconResolver large({(root / "share").string()}, 256);
+    EXPECT_EQ(large.resolve("quill"), (root / "share/icons/hicolor/256x256/apps/quill.png").string());
+    fs::remove(root / "share/icons/hicolor/256x256/apps/quill.png");
+    EXPECT_EQ(large.resolve("quill"), (root / "share/icons/hicolor/scalable/apps/quill.svg").string())
+        << "the scalable icon comes right after the exact size";
+    IconResolver small({(root / "share").string()}, 24);
+    EXPECT_EQ(small.resolve("zeta"), (root / "share/icons/hicolor/16x16/apps/zeta.svg").string());
     EXPECT_EQ(icons.resolve(""), std::nullopt);
 
     auto locations = SupportLocations::underHome((root / "home").string());

@@ -1,4 +1,6 @@
+#include "Scanning/Applications/ApplicationScanProcedures.h"
 #include "Scanning/Applications/ApplicationScanner.h"
+#include "Scanning/Procedures/ProcedureQueue.h"
 #include "ScanListenerRecorder.h"
 #include "ScanTestSupport.h"
 #include "TestSupport.h"
@@ -331,4 +333,36 @@ TEST(ApplicationScanner, ASecondStartWhileRunningIsRefusedAndAVanishedMachineFin
     waitUntil([&] { return second->finished(); }, [&] { time.poll(); });
     EXPECT_TRUE(removed->events().empty());
     EXPECT_EQ(log.messages(ScanLogLevel::error).size(), 1u);
+}
+
+TEST(ApplicationScanner, IntroductionIconsShowOfferedApplicationsFirstAndFillUpWithTheDesktopsOwn)
+{
+    TemporaryDirectory temporary;
+    auto root = temporary.path() / "root";
+    auto applications = root / "usr/share/applications";
+    for (int i = 0; i < 68; ++i) {
+        auto id = "app" + std::to_string(100 + i);
+        writeFile(applications / (id + ".desktop"), entry(id, id, "Icon=" + id + "\n"));
+        writeFile(root / "usr/share/icons/hicolor/48x48/apps" / (id + ".png"), "png");
+    }
+    // Both sizes: the larger one is near 256 pixels.
+    writeFile(root / "usr/share/icons/hicolor/256x256/apps/app100.png", "png");
+    writeFile(applications / "plain.desktop", entry("Plain", "plain"));
+    for (int i = 0; i < 5; ++i) {
+        auto id = "org.gnome.Tool" + std::to_string(i);
+        writeFile(applications / (id + ".desktop"), entry(id, "tool", "Icon=" + id + "\n"));
+    }
+    auto procedure = std::make_shared<ApplicationIconsScanProcedure>(
+        ApplicationLocations::from(SupportLocations::underHome((root / "home").string(), root.string())));
+    ProcedureQueue queue;
+    queue.addOperation(procedure);
+    procedure->waitUntilFinished();
+    auto output = procedure->output();
+    ASSERT_TRUE(output.value() && output.value()->isSuccess());
+    const auto& icons = *output.value()->value();
+    ASSERT_EQ(icons.size(), 70u) << "68 offered, 2 of the desktop's own, none for an entry without Icon";
+    EXPECT_EQ(icons[0], (root / "usr/share/icons/hicolor/256x256/apps/app100.png").string());
+    EXPECT_EQ(icons[67], (root / "usr/share/icons/hicolor/48x48/apps/app167.png").string());
+    EXPECT_EQ(icons[68], "org.gnome.Tool0") << "without a file the theme name is handed on";
+    EXPECT_EQ(icons[69], "org.gnome.Tool1");
 }

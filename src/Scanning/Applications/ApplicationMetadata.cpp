@@ -1,6 +1,8 @@
 #include "Scanning/Applications/ApplicationMetadata.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -188,14 +190,26 @@ std::optional<std::string> PackageDatabase::version(const std::string& package)
     return found->second;
 }
 
-IconResolver::IconResolver(std::vector<std::string> dataDirs) : dataDirs_(std::move(dataDirs)) {}
+IconResolver::IconResolver(std::vector<std::string> dataDirs, int preferredPixels) : dataDirs_(std::move(dataDirs))
+{
+    // The exact size, then the scalable icon, then the nearest sizes, larger ones first on a tie.
+    std::vector<int> sizes{16, 22, 24, 32, 48, 64, 96, 128, 192, 256, 512};
+    std::stable_sort(sizes.begin(), sizes.end(), [preferredPixels](int a, int b) {
+        auto da = std::abs(a - preferredPixels);
+        auto db = std::abs(b - preferredPixels);
+        return da != db ? da < db : a > b;
+    });
+    for (int size : sizes) {
+        sizeOrder_.push_back(std::to_string(size) + "x" + std::to_string(size));
+        if (size == sizes.front())
+            sizeOrder_.push_back("scalable");
+    }
+}
 
 std::optional<std::string> IconResolver::resolveIn(const std::string& iconsFolder, const std::string& name) const
 {
-    static constexpr std::array sizes{"128x128", "scalable", "256x256", "192x192", "96x96", "64x64", "48x48",
-                                      "512x512", "32x32",    "24x24",   "22x22",   "16x16"};
     static constexpr std::array extensions{".png", ".svg", ".xpm"};
-    for (const char* size : sizes)
+    for (const auto& size : sizeOrder_)
         for (const char* extension : extensions) {
             auto path = iconsFolder + "/hicolor/" + size + "/apps/" + name + extension;
             if (isFile(path))

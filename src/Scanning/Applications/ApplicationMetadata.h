@@ -44,17 +44,18 @@ private:
 };
 
 // Finds an icon's file by the icon theme rules, in the hicolor fallback theme and then the
-// pixmaps folder, preferring sizes near 128 pixels. An absolute name is its own file.
+// pixmaps folder, preferring sizes near `preferredPixels`. An absolute name is its own file.
 class IconResolver {
 public:
     // Base folders in order of preference, each holding "icons" ("/usr/share").
-    explicit IconResolver(std::vector<std::string> dataDirs);
+    explicit IconResolver(std::vector<std::string> dataDirs, int preferredPixels = 128);
 
     std::optional<std::string> resolve(const std::string& name) const;
     std::optional<std::string> resolveIn(const std::string& iconsFolder, const std::string& name) const;
 
 private:
     std::vector<std::string> dataDirs_;
+    std::vector<std::string> sizeOrder_;
 };
 
 } // namespace tarnel

@@ -1,5 +1,6 @@
 #include "Scanning/Applications/ApplicationScanProcedures.h"
 
+#include "Scanning/Applications/ApplicationMetadata.h"
 #include "Scanning/Applications/ApplicationReader.h"
 #include "Scanning/Collectors/FileCollectors.h"
 #include "Scanning/Collectors/FileProcedures.h"
@@ -88,6 +89,35 @@ std::vector<std::shared_ptr<ApplicationItem>> ApplicationScanProcedure::systemAp
 void ApplicationScanProcedure::execute()
 {
     setOutputValue({systemApplications(locations_, false), {}});
+    finish();
+}
+
+ApplicationIconsScanProcedure::ApplicationIconsScanProcedure(ApplicationLocations locations)
+    : locations_(std::move(locations))
+{
+    setQualityOfService(QualityOfService::utility);
+}
+
+void ApplicationIconsScanProcedure::execute()
+{
+    IconResolver large(locations_.iconDataDirs, 256);
+    std::vector<std::string> offered;
+    std::vector<std::string> desktops;
+    for (const auto& item : ApplicationScanProcedure::systemApplications(locations_, true)) {
+        auto icon = large.resolve(item->iconName);
+        if (!icon)
+            icon = item->iconPath;
+        if (!icon && !item->iconName.empty())
+            icon = item->iconName;
+        if (icon)
+            (isProtectedApplication(*item) ? desktops : offered).push_back(*icon);
+    }
+    for (const auto& icon : desktops) {
+        if (offered.size() >= fillUpTo)
+            break;
+        offered.push_back(icon);
+    }
+    setOutputValue(std::move(offered));
     finish();
 }
 

@@ -44,6 +44,22 @@ public:
     static constexpr int depthLimit = 5;
 };
 
+// Icons for the introduction of the uninstaller: the system's applications that are offered,
+// then the desktop's own up to 70 in all. Each is an icon file near 256 pixels, else the theme
+// name for the view to find; an application without an icon gives none.
+class ApplicationIconsScanProcedure : public Procedure, public ProcedureOutput<std::vector<std::string>> {
+public:
+    static constexpr std::size_t fillUpTo = 70;
+
+    explicit ApplicationIconsScanProcedure(ApplicationLocations locations);
+
+protected:
+    void execute() override;
+
+private:
+    ApplicationLocations locations_;
+};
+
 struct BundleScanOutput {
     std::int64_t size = 0;
     std::vector<std::shared_ptr<ApplicationItem>> childApplications;
