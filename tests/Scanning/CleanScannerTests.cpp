@@ -101,6 +101,23 @@ private:
     }
 };
 
+// Notes the User Cache group as it stands when the last status arrives.
+class SizeWatcher : public CleanScannerListener {
+public:
+    explicit SizeWatcher(const CleanScanner& scanner) : scanner_(scanner) {}
+    void cleanScannerDidStart() override {}
+    void cleanScannerDidFinish() override {}
+    void cleanScannerDidUpdate(const std::string& status, double) override
+    {
+        if (status == "Calculating size\u2026")
+            cachesBeforeSizes = scanner_.group(CleanScanGroup::userCache);
+    }
+    CleanScanItemSet cachesBeforeSizes;
+
+private:
+    const CleanScanner& scanner_;
+};
+
 void runToEnd(CleanScanner& scanner, ScanListenerRecorder& recorder, VirtualTime& time)
 {
     auto before = recorder.events();
@@ -125,9 +142,15 @@ TEST(CleanScanner, EveryGroupHoldsExactlyItsItemsWithTheirSizes)
     CapturedScanLog log;
     CleanScanner scanner(machine.locations(), tarnel::testing::firstWordStatus());
     auto recorder = std::make_shared<ScanListenerRecorder>();
+    auto watcher = std::make_shared<SizeWatcher>(scanner);
     scanner.addListener(recorder);
+    scanner.addListener(watcher);
     runToEnd(scanner, *recorder, time);
     EXPECT_FALSE(scanner.isRunning());
+    EXPECT_EQ(machine.shown(watcher->cachesBeforeSizes),
+              (std::map<std::string, std::uint64_t>{
+                  {"~/.cache/org.example.Zeta", 0}, {"~/.cache/thumbnails", 0}, {"~/.cache/fontlist", 9}}))
+        << "a folder weighs nothing until the size stage, which runs after the last status";
 
     using Sizes = std::map<std::string, std::uint64_t>;
     EXPECT_EQ(machine.shown(scanner.group(CleanScanGroup::downloads)), (Sizes{{"~/Downloads/notes.txt", 10}}))
