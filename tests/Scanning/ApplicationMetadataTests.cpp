@@ -132,7 +132,8 @@ TEST(ApplicationMetadata, MetainfoSnapYamlPackageDatabaseIconsAndUserFolders)
     TemporaryDirectory temporary;
     auto root = temporary.path();
     writeFile(root / "var/lib/dpkg/status",
-              "Package: quill\nStatus: install ok installed\nVersion: 1:2.5.0-1\n\n"
+              "Package: quill\nStatus: install ok installed\nInstalled-Size: 12x\nVersion: 1:2.5.0-1\n\n"
+              "Package: tiny\nStatus: install ok installed\nInstalled-Size: 3\n\n"
               "Package: gone\nStatus: deinstall ok config-files\nVersion: 1.0\n");
     writeFile(root / "var/lib/dpkg/info/quill:amd64.list", "/usr\n/usr/share/applications/quill.desktop\n/usr/bin/quill\n");
     PackageDatabase packages(root.string());
@@ -140,6 +141,8 @@ TEST(ApplicationMetadata, MetainfoSnapYamlPackageDatabaseIconsAndUserFolders)
     EXPECT_EQ(packages.owner("/usr/bin/quill"), std::nullopt) << "only desktop entries are indexed";
     EXPECT_EQ(packages.version("quill"), "1:2.5.0-1");
     EXPECT_EQ(packages.version("gone"), std::nullopt) << "removed packages keep only their configuration";
+    EXPECT_EQ(packages.installedSize("tiny"), 3 * 1024);
+    EXPECT_EQ(packages.installedSize("quill"), std::nullopt) << "a size that does not read is no size";
     PackageDatabase none((root / "missing").string());
     EXPECT_EQ(none.owner("/usr/share/applications/quill.desktop"), std::nullopt);
 

@@ -71,7 +71,7 @@ public:
         writeFile(root / "usr/share/applications/quill.desktop",
                   entry("Quill Writer", "/usr/bin/quill %F", "StartupWMClass=Quill\nIcon=quill\n"));
         writeFile(root / "usr/share/icons/hicolor/48x48/apps/quill.png", "png");
-        writeFile(root / "var/lib/dpkg/status", "Package: quill\nStatus: install ok installed\nVersion: 1:2.5.0-1\n\n"
+        writeFile(root / "var/lib/dpkg/status", "Package: quill\nStatus: install ok installed\nInstalled-Size: 2048\nVersion: 1:2.5.0-1\n\n"
                                                 "Package: nautilus\nStatus: install ok installed\nVersion: 43.2-1\n");
         writeFile(root / "var/lib/dpkg/info/quill.list", "/usr/share/applications/quill.desktop\n/usr/bin/quill\n");
         writeFile(root / "var/lib/dpkg/info/nautilus.list", "/usr/share/applications/org.gnome.Nautilus.desktop\n");
@@ -215,6 +215,8 @@ TEST(ApplicationScanner, FindsEveryKindWithVersionsChildrenAndSupportFilesAndRep
     EXPECT_EQ(quill.bundleInfo.version.shortVersionString, "1:2.5.0-1");
     EXPECT_EQ(quill.bundleInfo.version.release, (BundleVersion::Version{2, 5, 0}));
     EXPECT_EQ(machine.shown(quill.iconPath.value_or("")), "/usr/share/icons/hicolor/48x48/apps/quill.png");
+    ASSERT_EQ(quill.binaries.files.size(), 1u);
+    EXPECT_EQ(quill.binaries.files[0].size, 2048 * 1024) << "the package's installed size, not its entry's";
 
     auto& nimbus = *byName.at("Nimbus");
     EXPECT_EQ(nimbus.kind, ApplicationKind::appImage);

@@ -26,6 +26,9 @@ struct ApplicationItem {
     ApplicationIdentity identity;
     std::string iconName;
     std::optional<std::string> iconPath; // the resolved icon file, when the theme has one
+    // What removing the owning package frees, from the package database; its root (the desktop
+    // entry) weighs that much.
+    std::optional<std::int64_t> installedSize;
     std::vector<BundleInfo> childApplications;
     std::vector<ApplicationIdentity> childIdentities;
     ApplicationResourceGroup binaries{ApplicationResourceGroup::Category::binaries, {}};

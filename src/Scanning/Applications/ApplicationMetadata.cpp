@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -133,12 +134,17 @@ void PackageDatabase::load()
         std::string_view text = *status;
         std::string package;
         std::string version;
+        std::optional<std::int64_t> size;
         bool installed = false;
         auto flush = [&] {
-            if (!package.empty() && installed)
+            if (!package.empty() && installed) {
                 versions_[package] = version;
+                if (size)
+                    sizes_[package] = *size;
+            }
             package.clear();
             version.clear();
+            size.reset();
             installed = false;
         };
         while (!text.empty()) {
@@ -153,6 +159,13 @@ void PackageDatabase::load()
                 version = trim(line.substr(8));
             else if (line.starts_with("Status:"))
                 installed = line.ends_with(" installed");
+            else if (line.starts_with("Installed-Size:")) {
+                auto number = trim(line.substr(15));
+                std::int64_t kib = 0;
+                auto [end, failure] = std::from_chars(number.data(), number.data() + number.size(), kib);
+                if (failure == std::errc() && end == number.data() + number.size() && kib >= 0)
+                    size = kib * 1024;
+            }
         }
         flush();
     }
@@ -186,6 +199,16 @@ std::optional<std::string> PackageDatabase::version(const std::string& package)
         load();
     auto found = versions_.find(package);
     if (found == versions_.end())
+        return std::nullopt;
+    return found->second;
+}
+
+std::optional<std::int64_t> PackageDatabase::installedSize(const std::string& package)
+{
+    if (!loaded_)
+        load();
+    auto found = sizes_.find(package);
+    if (found == sizes_.end())
         return std::nullopt;
     return found->second;
 }

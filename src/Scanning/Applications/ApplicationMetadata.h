@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -33,6 +34,8 @@ public:
     // `path` as installed ("/usr/share/applications/x.desktop"), without the fixture root.
     std::optional<std::string> owner(const std::string& path);
     std::optional<std::string> version(const std::string& package);
+    // Installed-Size, in bytes (dpkg counts KiB).
+    std::optional<std::int64_t> installedSize(const std::string& package);
 
 private:
     void load();
@@ -41,6 +44,7 @@ private:
     bool loaded_ = false;
     std::map<std::string, std::string, std::less<>> owners_;
     std::map<std::string, std::string, std::less<>> versions_;
+    std::map<std::string, std::int64_t, std::less<>> sizes_;
 };
 
 // Finds an icon's file by the icon theme rules, in the hicolor fallback theme and then the

@@ -258,6 +258,7 @@ std::optional<ApplicationItem> ApplicationReader::readEntry(const std::string& p
         item.identity.owningPackage = *package;
         if (auto version = packages_.version(*package))
             item.bundleInfo.version = BundleVersion::fromText(*version);
+        item.installedSize = packages_.installedSize(*package);
     } else if (program.starts_with(opt) && program.size() > opt.size()) {
         item.kind = ApplicationKind::handInstalled;
         item.url = opt + program.substr(opt.size(), program.find('/', opt.size()) - opt.size());

@@ -127,7 +127,7 @@ void ApplicationScanner::runStageA()
         auto bundle =
             std::make_shared<BundleScanProcedure>(path, application->bundleInfo.identifier, applicationLocations_);
         auto link = makeChainLink<BundleScanProcedure>(bundle, [application](const BundleScanOutput& output) {
-            application->binaries.files.front().size = output.size;
+            application->binaries.files.front().size = application->installedSize.value_or(output.size);
             application->childApplications.clear();
             application->childIdentities.clear();
             for (const auto& child : output.childApplications) {
