@@ -8,8 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 
 #include <cstdio>
 #include <future>
@@ -70,6 +75,32 @@ std::string shell(const std::string& command)
         ::pclose(pipe);
     }
     return output;
+}
+
+// Files and folders below `root` as find counts them.
+std::int64_t findCount(const fs::path& root)
+{
+    return std::stoll(shell("find '" + root.string() + "' -mindepth 1 \\( -type f -o -type d \\) 2>/dev/null | wc -l"));
+}
+
+// A chain of `depth` folders with a file in each, made relative to the last one so that its
+// paths may pass PATH_MAX.
+void makeDeepChain(const fs::path& root, int depth, const std::string& name)
+{
+    int folder = ::open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_GE(folder, 0);
+    for (int level = 0; level < depth; ++level) {
+        int file = ::openat(folder, "file", O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+        ASSERT_GE(file, 0);
+        ASSERT_EQ(::write(file, "12345", 5), 5);
+        ::close(file);
+        ASSERT_EQ(::mkdirat(folder, name.c_str(), 0755), 0) << std::strerror(errno);
+        int next = ::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        ::close(folder);
+        ASSERT_GE(next, 0);
+        folder = next;
+    }
+    ::close(folder);
 }
 
 // Uneven depth and fan-out, with symbolic links to files and folders and hard links.
@@ -281,6 +312,94 @@ TEST(Walker, UnreadableDirectoriesAreSilentlyEmpty)
     EXPECT_TRUE(child(*result->root, "locked")->children().empty());
     EXPECT_EQ(result->totalFilesScanned, 3);
     EXPECT_EQ(result->root->size(), 4);
+}
+
+TEST(Walker, UnreadableButListableFolderKeepsItsFilesWithUnknownSizes)
+{
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "permissions do not hold for root";
+    TemporaryDirectory temporary;
+    auto root = temporary.path() / "tree";
+    writeFile(root / "listable/one", "1234");
+    writeFile(root / "listable/two", "56");
+    writeFile(root / "listable/sub/three", "789");
+    writeFile(root / "open/visible", "seen");
+    // Listed but not searched: names are known, sizes are not.
+    ::chmod((root / "listable").c_str(), 0444);
+    auto result = map(root);
+    const auto* listable = child(*result->root, "listable");
+    ASSERT_NE(listable, nullptr);
+    EXPECT_EQ(names(*listable), (std::set<std::string>{"one", "two", "sub"}));
+    EXPECT_EQ(listable->size(), 0);
+    EXPECT_TRUE(child(*listable, "sub")->children().empty());
+    // find can't tell the type of an entry it can't stat, so its count of all entries, here
+    // only files and folders, is the one to agree with.
+    auto findEntries = std::stoll(shell("find '" + root.string() + "' -mindepth 1 2>/dev/null | wc -l"));
+    EXPECT_EQ(result->totalFilesScanned, findEntries);
+    EXPECT_EQ(result->totalFilesScanned, 6);
+    EXPECT_EQ(result->root->size(), 4);
+    ::chmod((root / "listable").c_str(), 0755);
+}
+
+TEST(Walker, ChainsPastPathMaxAreWalkedWholeHoweverTheRootIsSpelled)
+{
+    TemporaryDirectory temporary;
+    auto root = temporary.path() / "deep";
+    fs::create_directory(root);
+    // 300 names of 21 bytes reach about 6,600 bytes, well past PATH_MAX.
+    makeDeepChain(root, 300, std::string(21, 'n'));
+    const auto expected = findCount(root);
+    EXPECT_EQ(expected, 600);
+
+    auto plain = map(root);
+    EXPECT_EQ(plain->totalFilesScanned, expected);
+    EXPECT_EQ(plain->root->size(), 300 * 5);
+    // A longer spelling of the same root moves where PATH_MAX falls, not the count.
+    auto padded = map(temporary.path() / "././././././././././deep");
+    EXPECT_EQ(padded->totalFilesScanned, expected);
+    auto depthLimited = map(root, pathComponentCount(root.string()) + 250);
+    EXPECT_LT(depthLimited->totalFilesScanned, expected);
+
+    // The cleanup of the fixture takes paths whole; rm walks relative to each folder.
+    shell("rm -rf '" + root.string() + "'");
+}
+
+TEST(Walker, FolderBoundIntoItsOwnChildIsNotEnteredAgain)
+{
+    TemporaryDirectory temporary;
+    auto root = temporary.path() / "tree";
+    writeFile(root / "top", "123");
+    writeFile(root / "a/inner", "45");
+    fs::create_directories(root / "a/b/mount");
+    if (::mount(root.c_str(), (root / "a/b/mount").c_str(), nullptr, MS_BIND, nullptr) != 0)
+        GTEST_SKIP() << "bind mounts are not permitted here: " << std::strerror(errno);
+    struct Unmount {
+        fs::path where;
+        ~Unmount() { ::umount2(where.c_str(), MNT_DETACH); }
+    } unmount{root / "a/b/mount"};
+
+    CapturedScanLog log;
+    auto result = map(root);
+    // find reports the loop and leaves the bound folder out; the walker keeps it as a folder it
+    // doesn't enter, as it does below a depth limit.
+    EXPECT_EQ(result->totalFilesScanned, findCount(root) + 1);
+    EXPECT_EQ(result->totalFilesScanned, 5);
+    EXPECT_EQ(result->root->size(), 5);
+    const auto* mount = child(*child(*child(*result->root, "a"), "b"), "mount");
+    ASSERT_NE(mount, nullptr);
+    EXPECT_TRUE(mount->children().empty());
+    EXPECT_EQ(log.messages(ScanLogLevel::info),
+              std::vector<std::string>{"Skipped a folder that contains itself: " + (root / "a/b/mount").string()});
+
+    // Two sibling folders of the same inode are not a loop: both are entered.
+    auto siblings = temporary.path() / "siblings";
+    writeFile(siblings / "source/file", "6789");
+    fs::create_directories(siblings / "copy");
+    ASSERT_EQ(::mount((siblings / "source").c_str(), (siblings / "copy").c_str(), nullptr, MS_BIND, nullptr), 0);
+    Unmount unmountSiblings{siblings / "copy"};
+    auto both = map(siblings);
+    EXPECT_EQ(both->totalFilesScanned, 4);
+    EXPECT_EQ(both->root->size(), 8);
 }
 
 TEST(Walker, FileScannerReportsMatchesOnceAndRefusesASecondStart)

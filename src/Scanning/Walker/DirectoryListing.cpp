@@ -2,8 +2,10 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <new>
@@ -25,13 +27,47 @@ std::unique_ptr<char[]> takeBuffer()
 
 } // namespace
 
+int DirectoryListing::openDirectory(const std::string& path, int flags)
+{
+    if (path.size() < PATH_MAX)
+        return ::open(path.c_str(), flags);
+    // The kernel refuses a path of PATH_MAX bytes or more: take it in pieces that fit, each
+    // opened relative to the ancestor before it, which is closed as soon as the next is open.
+    int anchor = AT_FDCWD;
+    std::size_t start = 0;
+    auto release = [&anchor] {
+        if (anchor != AT_FDCWD)
+            ::close(anchor);
+    };
+    while (path.size() - start >= PATH_MAX) {
+        auto cut = path.rfind('/', start + PATH_MAX - 1);
+        if (cut == std::string::npos || cut <= start) {
+            release();
+            errno = ENAMETOOLONG;
+            return -1;
+        }
+        const std::string piece = path.substr(start, cut - start);
+        int next = ::openat(anchor, piece.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        release();
+        if (next < 0)
+            return -1;
+        anchor = next;
+        start = cut + 1;
+    }
+    int fd = ::openat(anchor, path.c_str() + start, flags);
+    int saved = errno;
+    release();
+    errno = saved;
+    return fd;
+}
+
 std::unique_ptr<DirectoryListing> DirectoryListing::open(const std::string& path, bool followSymbolicLink)
 {
     auto buffer = takeBuffer();
     if (!buffer)
         return nullptr;
     int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followSymbolicLink ? 0 : O_NOFOLLOW);
-    int fd = ::open(path.c_str(), flags);
+    int fd = openDirectory(path, flags);
     if (fd < 0) {
         spareBuffer = std::move(buffer);
         return nullptr;

@@ -22,6 +22,9 @@ public:
     // walk is opened through a symbolic link.
     static std::unique_ptr<DirectoryListing> open(const std::string& path, bool followSymbolicLink);
 
+    // open(2) for a path of any length; a long one is opened through its ancestors.
+    static int openDirectory(const std::string& path, int flags);
+
     ~DirectoryListing();
     DirectoryListing(const DirectoryListing&) = delete;
     DirectoryListing& operator=(const DirectoryListing&) = delete;

@@ -69,7 +69,7 @@ DiskScanResult DiskScanner::walk(const std::shared_ptr<FileNode>& root)
         ++activeThreads_;
         auto path = root->path();
         auto components = pathComponentCount(path);
-        auto folder = std::make_shared<const Folder>(Folder{std::move(path), root.get(), nullptr});
+        auto folder = std::make_shared<Folder>(Folder{std::move(path), root.get(), nullptr});
         enqueue(Visit{root, std::move(folder), components, true}, nullptr);
     }
     operationQueue_.waitUntilAllOperationsAreFinished();
@@ -110,6 +110,8 @@ void DiskScanner::traverse(const Visit& visit, bool ownOperation, std::unique_pt
         // A cancelled walk goes below no further directory.
         if (!isCancelled())
             listing = DirectoryListing::open(visit.folder->path, visit.isRoot);
+        if (listing && isOnOwnChain(visit, *listing))
+            listing.reset();
         if (!listing) {
             if (ownOperation)
                 returnThread();
@@ -137,6 +139,23 @@ void DiskScanner::traverse(const Visit& visit, bool ownOperation, std::unique_pt
         traverse(next, false, nullptr);
     if (ownOperation)
         returnThread();
+}
+
+// A bind mount of a folder into its own subtree shows the same directory again below itself;
+// walking it would never end.
+bool DiskScanner::isOnOwnChain(const Visit& visit, const DirectoryListing& listing) const
+{
+    struct stat facts;
+    if (::fstat(listing.descriptor(), &facts) != 0)
+        return false;
+    visit.folder->device = facts.st_dev;
+    visit.folder->inode = facts.st_ino;
+    for (const Folder* up = visit.folder->up.get(); up; up = up->up.get())
+        if (up->device == facts.st_dev && up->inode == facts.st_ino) {
+            ScanLog::shared().log(ScanLogLevel::info, "Skipped a folder that contains itself: " + visit.folder->path);
+            return true;
+        }
+    return false;
 }
 
 // Reads slices of a huge batch beside the thread that lists it; holds a unit of the budget
@@ -220,7 +239,7 @@ void DiskScanner::list(const Visit& visit, DirectoryListing& listing, std::vecto
             if (path.back() != '/')
                 path += '/';
             path.append(entry.name);
-            auto folder = std::make_shared<const Folder>(Folder{std::move(path), node.get(), visit.folder});
+            auto folder = std::make_shared<Folder>(Folder{std::move(path), node.get(), visit.folder});
             below.push_back(Visit{std::move(node), std::move(folder), childComponents, false});
         }
     }

@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 namespace tarnel {
 
 class DirectoryListing;
@@ -63,15 +65,18 @@ public:
 private:
     // A directory being walked: its path, shared as the folder path of its entries, and in tree
     // mode the chain of folders up to the root that its bytes are added to. The tree keeps
-    // those nodes alive for the whole walk.
+    // those nodes alive for the whole walk. Device and inode are set once it is open, before
+    // any folder below it exists, so that a folder met again down its own chain is seen.
     struct Folder {
         std::string path;
         FileNode* node;
         std::shared_ptr<const Folder> up;
+        dev_t device = 0;
+        ino_t inode = 0;
     };
     struct Visit {
         std::shared_ptr<FileNode> node;
-        std::shared_ptr<const Folder> folder;
+        std::shared_ptr<Folder> folder;
         int components;
         bool isRoot = false;
     };
@@ -80,6 +85,7 @@ private:
 
     void enqueue(Visit visit, std::unique_ptr<DirectoryListing> listing);
     void traverse(const Visit& visit, bool ownOperation, std::unique_ptr<DirectoryListing> listing);
+    bool isOnOwnChain(const Visit& visit, const DirectoryListing& listing) const;
     void list(const Visit& visit, DirectoryListing& listing, std::vector<Visit>& below);
     bool takeThread();
     void returnThread();

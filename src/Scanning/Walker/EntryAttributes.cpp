@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+
 namespace tarnel {
 
 namespace {
@@ -16,7 +18,7 @@ EntryAttributes::EntryAttributes(int directory, std::vector<DirectoryListing::En
     : directory_(directory), entries_(std::move(entries)), attributes_(entries_.size())
 {
     for (std::size_t i = 0; i < entries_.size(); ++i) {
-        attributes_[i] = Attributes{entries_[i].type, false, 0};
+        attributes_[i] = Attributes{entries_[i].type, false, false, 0};
         pending_ += needsAttributes(entries_[i].type);
     }
 }
@@ -38,7 +40,12 @@ void EntryAttributes::readSlices()
             unsigned mask = result.type == DT_UNKNOWN ? STATX_TYPE | STATX_SIZE : STATX_SIZE;
             if (::statx(directory_, entries_[i].name.data(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC,
                         mask, &facts) != 0) {
-                result.gone = true;
+                // A folder that may be listed but not searched still shows its entries; their
+                // sizes are unknown, not vanished.
+                if (errno == ENOENT || errno == ENOTDIR)
+                    result.gone = true;
+                else
+                    result.unreadable = true;
                 continue;
             }
             if (result.type == DT_UNKNOWN)

@@ -18,6 +18,7 @@ public:
     struct Attributes {
         unsigned char type; // DT_*
         bool gone;          // vanished since it was listed
+        bool unreadable;    // listed, but its attributes can't be read: size 0, type as listed
         std::int64_t size;  // files and symbolic links
     };
     static constexpr std::size_t sliceSize = 64;

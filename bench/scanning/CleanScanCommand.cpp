@@ -1,0 +1,59 @@
+// Runs one whole Clean scan of a home folder (and the system logs of a root) and prints the
+// number of items and bytes of each group, for compare-clean-scan.sh.
+#include "Scanning/Clean/CleanScanner.h"
+
+#include <condition_variable>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+
+using namespace tarnel;
+
+namespace {
+
+class Waiter : public CleanScannerListener {
+public:
+    void cleanScannerDidStart() override {}
+    void cleanScannerDidUpdate(const std::string&, double) override {}
+    void cleanScannerDidFinish() override
+    {
+        std::lock_guard lock(mutex_);
+        finished_ = true;
+        condition_.notify_all();
+    }
+    void wait()
+    {
+        std::unique_lock lock(mutex_);
+        condition_.wait(lock, [this] { return finished_; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable condition_;
+    bool finished_ = false;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s <home> [system root]\n", argv[0]);
+        return 2;
+    }
+    auto locations = CleanLocations::from(SupportLocations::underHome(argv[1], argc > 2 ? argv[2] : "/"));
+    CleanScanner scanner(locations);
+    auto waiter = std::make_shared<Waiter>();
+    scanner.addListener(waiter);
+    scanner.start();
+    waiter->wait();
+    std::size_t items = 0;
+    for (auto group : allCleanScanGroups) {
+        auto set = scanner.group(group);
+        items += set.size();
+        std::printf("%s %zu %llu\n", std::string(rawValue(group)).c_str(), set.size(),
+                    static_cast<unsigned long long>(set.totalSize()));
+    }
+    std::printf("total %zu\n", items);
+    return 0;
+}
