@@ -54,11 +54,13 @@ DashboardDaemonStatsStore::DashboardDaemonStatsStore(Updates updates) : updates_
 
 std::shared_ptr<DashboardDaemonStatsStore> DashboardDaemonStatsStore::shared()
 {
-    static const auto store = std::make_shared<DashboardDaemonStatsStore>(
+    // Never destroyed: at exit the main executor is gone, and the stream's task must not be
+    // cancelled onto it.
+    static const auto* store = new std::shared_ptr<DashboardDaemonStatsStore>(std::make_shared<DashboardDaemonStatsStore>(
         [](std::vector<WidgetStatistic> statistics, StatisticUpdateFrequency frequency) {
             return StatsClient::sharedUpdates(statistics, frequency);
-        });
-    return store;
+        }));
+    return *store;
 }
 
 void DashboardDaemonStatsStore::applyStartupBatch(const StatsUpdateBatch& batch)
