@@ -1,4 +1,10 @@
+#include "TarnelKit/Daemon/DaemonManager.h"
 #include "TarnelKit/Daemon/ServiceRegistry.h"
+#include "TarnelXPC/Routes.h"
+#include "TarnelXPC/XPCError.h"
+
+#include "QuendalFoundation/Logging/AppLogger.h"
+#include "QuendalFoundation/Logging/LogStore.h"
 
 #include "TestSupport.h"
 #include "VirtualTime.h"
@@ -206,4 +212,54 @@ TEST(ServiceRegistry, ARunningDaemonOfAnotherProcessIsWatchedAndOnlyReplacedWhen
     s.registry.reset();
     time.runFor(5);
     EXPECT_EQ(spawner.running(), 1u);
+}
+
+TEST(ServiceRegistry, TheManagerFindsTheRestartedDaemonWithoutAReinstall)
+{
+    Supervised s;
+    auto& time = s.time;
+    auto& spawner = *s.spawner;
+    TemporaryDirectory preferences;
+    quendal::AppLogger::setStore(std::make_shared<quendal::JsonLinesLogStore>(preferences.path() / "log", "test"));
+    // The endpoints answer while a daemon runs.
+    auto probe = [&spawner]() -> asio::awaitable<std::optional<int>> {
+        if (spawner.running() == 0)
+            throw xpc::XPCError::connectionInvalid();
+        co_return xpc::daemonAPIVersion;
+    };
+    DaemonManager::Environment environment;
+    environment.identifier = "org.quendal.Tarnel.Daemon";
+    environment.registry = std::shared_ptr<ServiceRegistry>(s.registry.get(), [](ServiceRegistry*) {});
+    environment.privilegedProbe = probe;
+    environment.statsProbe = probe;
+    environment.preferences = std::make_shared<quendal::Preferences>(preferences.path() / "preferences.json");
+    environment.hostBuild = "1";
+    environment.executor = time.executor();
+    environment.clock = time.clockPointer();
+    auto manager = std::make_shared<DaemonManager>(std::move(environment));
+    time.await(manager->start());
+    ASSERT_EQ(manager->status.value(), DaemonStatus::connected);
+    ASSERT_EQ(spawner.commands.size(), 1u);
+
+    // Killed: the manager's own probes (6.75 s) outlast the restart (at most 3 s).
+    spawner.kill(spawner.newest(), SIGKILL);
+    const auto killedAt = time.elapsedSeconds();
+    time.await(manager->updateStatus());
+    EXPECT_EQ(manager->status.value(), DaemonStatus::connected);
+    EXPECT_LE(time.elapsedSeconds() - killedAt, 3.0 + 1.0 + 0.1) << "connected at the first probe after the restart";
+    EXPECT_FALSE(manager->retryLoopRunning());
+    EXPECT_EQ(spawner.zombies(), 0u);
+
+    // A daemon that takes longer to come back: unavailable, and the retry loop finds it.
+    spawner.failNextStarts = 3;
+    spawner.kill(spawner.newest(), SIGTERM);
+    time.await(manager->updateStatus());
+    EXPECT_EQ(manager->status.value(), DaemonStatus::unavailable);
+    EXPECT_TRUE(manager->retryLoopRunning());
+    time.runFor(60);
+    EXPECT_EQ(manager->status.value(), DaemonStatus::connected) << "without a reinstall or anything the user does";
+    EXPECT_FALSE(manager->retryLoopRunning());
+    EXPECT_EQ(s.registry->restarts(), 2);
+    EXPECT_EQ(manager->isRecovering(), false);
+    quendal::AppLogger::setStore(nullptr);
 }
