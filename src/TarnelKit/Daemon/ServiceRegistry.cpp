@@ -219,7 +219,7 @@ struct SessionServiceRegistry::State {
         auto ended = spawner->reap(*child);
         if (!ended)
             return false;
-        AppLogger::warning(fmt::format("Session daemon pid {} ended with {}", *child, endText(*ended)), AppLogger::daemon);
+        AppLogger::warning(fmt::format("Session daemon pid {} ended: {}", *child, endText(*ended)), AppLogger::daemon);
         child.reset();
         return true;
     }
