@@ -7,8 +7,8 @@
 #include "Shell/QtReportProblemPresenter.h"
 #include "Shell/QtSheetHost.h"
 #include "Shell/RootScreens.h"
-#include "Shell/WebsiteLink.h"
 #include "Shell/WakeObserver.h"
+#include "Shell/WebsiteLink.h"
 #include "Theme/ThemeManager.h"
 
 #include "App/Shell/DiskImageCheck.h"
