@@ -374,10 +374,12 @@ asio::awaitable<void> SessionServiceRegistry::unregisterService()
         throw RegistryError("session", -1, "the daemon's pid file holds no pid");
     if (::kill(static_cast<pid_t>(pid), SIGTERM) != 0 && errno != ESRCH)
         throw RegistryError("session", errno, fmt::format("cannot stop pid {}: {}", pid, std::strerror(errno)));
+    // The daemon drops its lock before it removes its sockets: a child of ours counts as stopped
+    // once reaped, another process's daemon once its lock is gone.
+    const bool ours = state_->child == static_cast<pid_t>(pid);
     for (int i = 0; i < 100; ++i) {
-        // A child of ours must be reaped before its lock counts as gone.
         state_->reapChild();
-        if (!state_->daemonHoldsLock())
+        if (!state_->daemonHoldsLock() && !(ours && state_->child))
             co_return;
         co_await state_->clock->sleep(0.05);
     }
