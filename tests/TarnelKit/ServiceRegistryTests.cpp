@@ -144,8 +144,11 @@ TEST(ServiceRegistry, ADaemonThatEndsIsReapedAndStartedAgainUntilUnregistered)
     Supervised s;
     auto& time = s.time;
     auto& spawner = *s.spawner;
+    int observed = 0;
+    s.registry->observeRestarts([&] { ++observed; });
     time.await(s.registry->registerService());
     ASSERT_EQ(spawner.commands.size(), 1u);
+    EXPECT_EQ(observed, 0) << "the first start is no restart";
     EXPECT_EQ(s.registry->status(), ServiceStatus::enabled());
     EXPECT_TRUE(s.registry->isSupervising());
 
@@ -164,6 +167,7 @@ TEST(ServiceRegistry, ADaemonThatEndsIsReapedAndStartedAgainUntilUnregistered)
         EXPECT_EQ(s.registry->status(), ServiceStatus::enabled());
     }
     EXPECT_EQ(s.registry->restarts(), 2);
+    EXPECT_EQ(observed, 2) << "each restart is announced, so clients reconnect at once";
     EXPECT_EQ(spawner.commands.back(), spawner.commands.front()) << "the same command each time";
 
     // A daemon that keeps failing to start is retried with growing pauses, never given up.

@@ -197,6 +197,7 @@ struct SessionServiceRegistry::State {
     std::optional<pid_t> child;
     bool wanted = false;
     int restarts = 0;
+    std::function<void()> restarted;
 
     std::filesystem::path pidFile() const { return directory / "tarneld.pid"; }
     std::filesystem::path log() const { return directory / "tarneld.log"; }
@@ -278,6 +279,8 @@ asio::awaitable<void> supervise(std::shared_ptr<State> state)
             ++state->restarts;
             AppLogger::info(fmt::format("Session daemon started again: pid={}", state->child.value_or(-1)), AppLogger::daemon);
             delay = Registry::restartDelay;
+            if (state->restarted)
+                state->restarted();
         } catch (const RegistryError& e) {
             AppLogger::error(fmt::format("Session daemon restart failed: {}", e.what()), AppLogger::daemon);
             delay = std::min(delay * 2, std::chrono::duration_cast<std::chrono::seconds>(Registry::longestRestartDelay));
@@ -308,6 +311,8 @@ SessionServiceRegistry::~SessionServiceRegistry()
 std::filesystem::path SessionServiceRegistry::pidFile() const { return state_->pidFile(); }
 
 int SessionServiceRegistry::restarts() const { return state_->restarts; }
+
+void SessionServiceRegistry::observeRestarts(std::function<void()> restarted) { state_->restarted = std::move(restarted); }
 
 std::string SessionServiceRegistry::description() const
 {

@@ -10,6 +10,7 @@
 #include <chrono>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -54,6 +55,9 @@ public:
     virtual std::string description() const = 0;
     // Where a service of the registered daemon listens.
     virtual std::filesystem::path socketPath(const std::string& serviceName) const = 0;
+    // Called on the registry's executor after the registry itself started the daemon again, so
+    // clients reconnect at once; a service manager's restarts go unseen.
+    virtual void observeRestarts(std::function<void()> restarted) { (void)restarted; }
 };
 
 // The daemon as the systemd unit "<identifier>.service", switched through pkexec, whose
@@ -110,6 +114,7 @@ public:
     asio::awaitable<void> unregisterService() override;
     std::string description() const override;
     std::filesystem::path socketPath(const std::string& serviceName) const override;
+    void observeRestarts(std::function<void()> restarted) override;
 
     std::filesystem::path pidFile() const;
     bool isSupervising() const { return supervisor_.isRunning(); }
