@@ -1,5 +1,8 @@
 #include "QtExecutor.h"
+#include "Shell/AboutBox.h"
+#include "Shell/SingleInstance.h"
 #include "Shell/TarnelApplication.h"
+#include "Theme/ScrollBarStyle.h"
 
 #include "TarnelFoundation/Identity/MonitorAppIdentity.h"
 
@@ -18,6 +21,12 @@ int main(int argc, char** argv)
     QApplication::setApplicationVersion(QStringLiteral(TARNEL_VERSION_TEXT));
     QApplication::setOrganizationDomain(QStringLiteral("quendal.org"));
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    tarnel::gui::ScrollBarStyle::install(); // before any palette: a new style resets it
+    QApplication::setWindowIcon(tarnel::gui::AboutBox::applicationIcon());
+
+    tarnel::gui::SingleInstance instance;
+    if (instance.claim() == tarnel::gui::SingleInstance::Claim::forwarded)
+        return 0;
 
     tarnel::gui::QtMainContext mainContext;
     quendal::Runtime::shared().setMainExecutor(tarnel::gui::QtExecutor(mainContext));
@@ -29,7 +38,9 @@ int main(int argc, char** argv)
     {
         tarnel::gui::TarnelApplication application(options);
         application.launch();
+        instance.onActivate([&application] { application.reopen(); });
         status = QApplication::exec();
+        instance.onActivate(nullptr);
     }
     quendal::Runtime::shared().resetMainExecutor();
     return status;

@@ -30,7 +30,7 @@ QColor colorOf(CardColor color)
     case CardColor::systemOrange:
         return QColor(0xff, 0x95, 0x00);
     case CardColor::neutralFill:
-        return a.separator;
+        return a.neutralFill;
     case CardColor::gray:
         return QColor(0x8e, 0x8e, 0x93);
     case CardColor::black:

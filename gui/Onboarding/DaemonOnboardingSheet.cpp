@@ -18,11 +18,30 @@ QString text(std::string_view key)
     return QString::fromStdString(localized(key));
 }
 
+std::string_view failureKey(DaemonSetupFailure failure)
+{
+    switch (failure) {
+    case DaemonSetupFailure::programMissing:
+        return "onboarding_error_program_missing";
+    case DaemonSetupFailure::notStarted:
+        return "onboarding_error_not_started";
+    case DaemonSetupFailure::notAnswering:
+        return "onboarding_error_not_answering";
+    case DaemonSetupFailure::incompatible:
+        return "onboarding_error_incompatible";
+    case DaemonSetupFailure::unknown:
+        break;
+    }
+    return "onboarding_error_unknown";
+}
+
 } // namespace
 
-DaemonOnboardingSheet::DaemonOnboardingSheet(std::shared_ptr<DaemonOnboardingView> model, QWidget* parent)
+DaemonOnboardingSheet::DaemonOnboardingSheet(std::shared_ptr<DaemonOnboardingView> model, std::function<void()> quit,
+                                             QWidget* parent)
     : QWidget(parent), model_(std::move(model)), icon_(new QLabel(this)), title_(new QLabel(this)), text_(new QLabel(this)),
-      error_(new QLabel(this)), button_(new QPushButton(this)), progress_(new QProgressBar(this))
+      error_(new QLabel(this)), button_(new QPushButton(this)), quit_(new QPushButton(this)),
+      progress_(new QProgressBar(this))
 {
     setObjectName(QStringLiteral("daemonOnboarding"));
     setFixedWidth(440);
@@ -51,6 +70,14 @@ DaemonOnboardingSheet::DaemonOnboardingSheet(std::shared_ptr<DaemonOnboardingVie
     layout->addSpacing(6);
     layout->addWidget(progress_);
     layout->addWidget(button_, 0, Qt::AlignHCenter);
+    quit_->setText(text("onboarding_quit_button"));
+    quit_->setFlat(true);
+    quit_->setAutoDefault(false);
+    layout->addWidget(quit_, 0, Qt::AlignHCenter);
+    connect(quit_, &QPushButton::clicked, this, [quit = std::move(quit)] {
+        if (quit)
+            quit();
+    });
 
     connect(button_, &QPushButton::clicked, this, [this] {
         if (model_->phase.value().kind == DaemonOnboardingPhase::Kind::awaitingApproval)
@@ -88,13 +115,18 @@ void DaemonOnboardingSheet::render()
         text_->setText(text("onboarding_completed_text"));
         break;
     }
-    error_->setVisible(phase.kind == Kind::needsInstall && phase.errorText.has_value());
-    if (phase.errorText)
-        error_->setText(text("onboarding_error_format").arg(QString::fromStdString(*phase.errorText)));
+    error_->setVisible(phase.kind == Kind::needsInstall && phase.failure.has_value());
+    if (phase.failure)
+        error_->setText(text(failureKey(*phase.failure)));
     button_->setVisible(!done);
+    quit_->setVisible(!done);
     button_->setEnabled(!(phase.kind == Kind::needsInstall && installing));
     progress_->setVisible(phase.kind == Kind::needsInstall && installing);
     adjustSize();
+    // The dialog around the sheet was sized for the texts it had then; a sentence that came
+    // later must not be cut off.
+    if (auto* dialog = window(); dialog != this && dialog->height() < dialog->sizeHint().height())
+        dialog->adjustSize();
 }
 
 quendal::SheetSize DaemonOnboardingSheet::fittingSize()

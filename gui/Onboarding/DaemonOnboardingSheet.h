@@ -6,6 +6,7 @@
 
 #include <QWidget>
 
+#include <functional>
 #include <memory>
 
 class QLabel;
@@ -17,11 +18,14 @@ namespace tarnel::gui {
 // The daemon onboarding sheet: renders the phases of its view model and forwards the buttons.
 class DaemonOnboardingSheet : public QWidget, public quendal::SheetContent {
 public:
-    explicit DaemonOnboardingSheet(std::shared_ptr<DaemonOnboardingView> model, QWidget* parent = nullptr);
+    // `quit` ends the application: the sheet never traps the user.
+    DaemonOnboardingSheet(std::shared_ptr<DaemonOnboardingView> model, std::function<void()> quit, QWidget* parent = nullptr);
 
     quendal::SheetSize fittingSize() override;
     DaemonOnboardingView& model() const { return *model_; }
     QPushButton* button() const { return button_; }
+    QPushButton* quitButton() const { return quit_; }
+    QLabel* errorLabel() const { return error_; }
 
 protected:
     void showEvent(QShowEvent* event) override;
@@ -36,6 +40,7 @@ private:
     QLabel* text_;
     QLabel* error_;
     QPushButton* button_;
+    QPushButton* quit_;
     QProgressBar* progress_;
     quendal::Cancellables cancellables_;
 };

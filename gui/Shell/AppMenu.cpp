@@ -58,7 +58,7 @@ QMenuBar* buildAppMenu(const AppMenuActions& actions, QWidget* parent)
     auto* window = bar->addMenu(QStringLiteral("Window"));
     add(window, QStringLiteral("Close"), actions.closeWindow, QKeySequence(Qt::CTRL | Qt::Key_W));
     add(window, QStringLiteral("Minimize"), actions.minimize, QKeySequence(Qt::CTRL | Qt::Key_M));
-    add(window, QStringLiteral("Zoom"), actions.zoom);
+    add(window, QString::fromStdString(localized("app_menu_zoom")), actions.zoom);
     window->addSeparator();
     add(window, QStringLiteral("Enter Full Screen"), actions.toggleFullScreen, QKeySequence(Qt::CTRL | Qt::META | Qt::Key_F));
 

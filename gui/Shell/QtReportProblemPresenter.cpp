@@ -45,8 +45,9 @@ void QtReportProblemPresenter::showSaved()
     QMessageBox box(parent_);
     box.setText(text("app_menu_logs_saved"));
     box.setInformativeText(text("app_menu_save_logs_success"));
-    auto* visit = box.addButton(text("app_menu_visit_support"), QMessageBox::AcceptRole);
-    box.addButton(text("general_cancel"), QMessageBox::RejectRole);
+    auto* visit = box.addButton(text("app_menu_visit_support"), QMessageBox::ActionRole);
+    // The logs are saved: there is nothing left to cancel.
+    box.setDefaultButton(box.addButton(text("general_ok"), QMessageBox::AcceptRole));
     box.exec();
     if (box.clickedButton() == visit)
         QDesktopServices::openUrl(QUrl(supportPage_));

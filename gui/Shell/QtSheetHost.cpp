@@ -1,18 +1,37 @@
 #include "Shell/QtSheetHost.h"
 
+#include <QAction>
 #include <QDialog>
+#include <QKeySequence>
 #include <QVBoxLayout>
 
 namespace tarnel::gui {
 
+namespace {
+
+// The contents are owned by their shared pointers, not by the dialogs: a dialog deleted with
+// its window (at quit, with a sheet up) hands its content back first.
+class SheetDialog final : public QDialog {
+public:
+    SheetDialog(QWidget* window, QWidget* content) : QDialog(window, Qt::Sheet | Qt::Dialog), content_(content) {}
+    ~SheetDialog() override
+    {
+        if (content_) {
+            content_->hide();
+            content_->setParent(nullptr);
+        }
+    }
+
+private:
+    QPointer<QWidget> content_;
+};
+
+} // namespace
+
 QtSheetHost::~QtSheetHost()
 {
-    // The contents are owned by their shared pointers, not by the dialogs.
-    for (auto& [dialog, content] : open_)
-        if (auto* widget = dynamic_cast<QWidget*>(content.get()))
-            widget->setParent(nullptr);
-    for (auto* dialog : order_)
-        delete dialog;
+    for (auto& dialog : order_)
+        delete dialog.data(); // null once its window took it along
 }
 
 void QtSheetHost::setWindow(QWidget* window)
@@ -41,13 +60,21 @@ void QtSheetHost::presentSheet(std::shared_ptr<quendal::SheetContent> content, q
     auto* widget = dynamic_cast<QWidget*>(content.get());
     if (!window_ || !widget)
         return;
-    auto* dialog = new QDialog(window_, Qt::Sheet | Qt::Dialog);
+    auto* dialog = new SheetDialog(window_, widget);
     dialog->setWindowModality(Qt::WindowModal);
     dialog->setObjectName(QStringLiteral("sheet"));
     auto* layout = new QVBoxLayout(dialog);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(widget);
     dialog->resize(static_cast<int>(size.width), static_cast<int>(size.height));
+    if (quit_) {
+        // A window-modal dialog takes the window's shortcuts away; quitting stays possible.
+        auto* quit = new QAction(dialog);
+        quit->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Q));
+        quit->setShortcutContext(Qt::WindowShortcut);
+        QObject::connect(quit, &QAction::triggered, dialog, [q = quit_] { q(); });
+        dialog->addAction(quit);
+    }
     QObject::connect(dialog, &QDialog::finished, dialog, [this, dialog] { finished(dialog); });
     open_[dialog] = std::move(content);
     order_.push_back(dialog);
@@ -81,7 +108,7 @@ void QtSheetHost::finished(QDialog* dialog)
 
 QDialog* QtSheetHost::topSheet() const
 {
-    return order_.empty() ? nullptr : order_.back();
+    return order_.empty() ? nullptr : order_.back().data();
 }
 
 quendal::Cancellable QtSheetHost::observeWindow(std::function<void()> appeared)

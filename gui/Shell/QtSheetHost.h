@@ -5,6 +5,7 @@
 #include <QPointer>
 #include <QWidget>
 
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -19,6 +20,8 @@ public:
     ~QtSheetHost() override;
 
     void setWindow(QWidget* window);
+    // What Ctrl+Q does while a sheet blocks the window and its menu.
+    void setQuit(std::function<void()> quit) { quit_ = std::move(quit); }
 
     bool hasWindow() const override { return !window_.isNull(); }
     bool isWindowKeyAndVisible() const override;
@@ -36,9 +39,10 @@ private:
 
     QPointer<QWidget> window_;
     std::map<QDialog*, std::shared_ptr<quendal::SheetContent>> open_;
-    std::vector<QDialog*> order_;
+    std::vector<QPointer<QDialog>> order_;
     std::shared_ptr<std::function<void()>> windowAppeared_;
     std::shared_ptr<std::function<void()>> sheetEnded_;
+    std::function<void()> quit_;
 };
 
 } // namespace tarnel::gui

@@ -3,6 +3,7 @@
 #include "Theme/ThemeManager.h"
 
 #include <QEvent>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
 #include <QVBoxLayout>
@@ -57,10 +58,9 @@ void SidebarView::rebuild(const std::vector<RouteSection>& sections)
             button->setCursor(Qt::PointingHandCursor);
             button->setObjectName(QString::fromUtf8(rawValue(item.route).data(), static_cast<int>(rawValue(item.route).size())));
             const auto route = item.route;
-            connect(button, &QPushButton::clicked, this, [this, route] {
-                menu_->tap(route);
-                select(menu_->currentRoute.value()); // a click on the current row keeps it checked
-            });
+            button->setFocusPolicy(Qt::StrongFocus);
+            button->installEventFilter(this);
+            connect(button, &QPushButton::clicked, this, [this, route] { open(route); });
             layout_->addWidget(button);
             rows_[route] = button;
         }
@@ -74,6 +74,39 @@ void SidebarView::changeEvent(QEvent* event)
     // Later: the palette is still being handed to the rows this would delete.
     if (event->type() == QEvent::PaletteChange)
         QMetaObject::invokeMethod(this, [this] { rebuild(menu_->sections.value()); }, Qt::QueuedConnection);
+}
+
+void SidebarView::open(AppRoute route)
+{
+    menu_->tap(route);
+    select(menu_->currentRoute.value()); // a click on the current row keeps it checked
+}
+
+bool SidebarView::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() != QEvent::KeyPress)
+        return QWidget::eventFilter(watched, event);
+    const auto* key = static_cast<QKeyEvent*>(event);
+    if (key->modifiers() & ~Qt::KeypadModifier)
+        return QWidget::eventFilter(watched, event);
+    for (auto [route, button] : rows_) {
+        if (button != watched)
+            continue;
+        switch (key->key()) {
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+        case Qt::Key_Space:
+            open(route);
+            return true;
+        case Qt::Key_Up:
+        case Qt::Key_Down:
+            focusNextPrevChild(key->key() == Qt::Key_Down);
+            return true;
+        default:
+            break;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void SidebarView::select(AppRoute current)

@@ -26,10 +26,13 @@ public:
 protected:
     // New theme colours: the icons are drawn again in them.
     void changeEvent(QEvent* event) override;
+    // Enter, Return and Space open the focused row; Up and Down move between rows.
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void rebuild(const std::vector<RouteSection>& sections);
     void select(AppRoute current);
+    void open(AppRoute route);
 
     std::shared_ptr<SidebarMenu> menu_;
     QVBoxLayout* layout_;

@@ -1,12 +1,14 @@
 #include "Shell/TarnelApplication.h"
 
 #include "Onboarding/DaemonOnboardingSheet.h"
+#include "Shell/AboutBox.h"
 #include "Shell/AppMenu.h"
 #include "Shell/MainWindow.h"
 #include "Shell/QtReportProblemPresenter.h"
 #include "Shell/QtSheetHost.h"
 #include "Shell/RootScreens.h"
 #include "Shell/WakeObserver.h"
+#include "Shell/WebsiteLink.h"
 #include "Theme/ThemeManager.h"
 
 #include "App/Shell/DiskImageCheck.h"
@@ -116,7 +118,7 @@ ShellServices TarnelApplication::makeServices()
                                                           tasks_.push_back(quendal::spawnOnMain(manager->reinstall()));
                                                       }};
         auto model = DaemonOnboardingView::make(manager, std::move(done), std::move(environment));
-        return std::make_shared<DaemonOnboardingSheet>(model);
+        return std::make_shared<DaemonOnboardingSheet>(model, [] { QApplication::quit(); });
     };
     return services;
 }
@@ -137,11 +139,7 @@ LaunchHost TarnelApplication::makeLaunchHost(bool launchedAtLogin)
             return;
         AppMenuActions actions;
         auto* window = window_.get();
-        actions.showAbout = [window] {
-            QMessageBox::about(window, QStringLiteral("About Tarnel"),
-                               QStringLiteral("Tarnel %1 (%2)").arg(QCoreApplication::applicationVersion(),
-                                                                    QStringLiteral(TARNEL_BUILD_NUMBER_TEXT)));
-        };
+        actions.showAbout = [this] { showAbout(); };
         auto router = options_.router ? options_.router : Router::shared();
         actions.showSettings = [router] { router->navigate(AppRoute::settings); };
         actions.quit = [] { QApplication::quit(); };
@@ -152,7 +150,7 @@ LaunchHost TarnelApplication::makeLaunchHost(bool launchedAtLogin)
         actions.minimize = [window] { window->showMinimized(); };
         actions.zoom = [window] { window->isMaximized() ? window->showNormal() : window->showMaximized(); };
         actions.toggleFullScreen = [window] { window->isFullScreen() ? window->showNormal() : window->showFullScreen(); };
-        actions.openWebsite = [] { QDesktopServices::openUrl(QUrl(QStringLiteral(TARNEL_WEBSITE_URL))); };
+        actions.openWebsite = [this] { openWebsite(); };
         actions.reportAProblem = [this] { reportAProblem(); };
         window_->setMenuBar(buildAppMenu(actions, window_.get()));
     };
@@ -172,7 +170,31 @@ void TarnelApplication::launch()
     window_->installEventFilter(this);
     delegate_->applicationWillFinishLaunching();
     sheetHost_->setWindow(window_.get());
+    sheetHost_->setQuit([] { QApplication::quit(); });
     delegate_->applicationDidFinishLaunching();
+}
+
+void TarnelApplication::reopen()
+{
+    if (!window_)
+        return;
+    delegate_->applicationShouldHandleReopen(window_->isVisible() && !window_->isMinimized());
+    if (window_->isMinimized())
+        window_->showNormal();
+    window_->raise();
+    window_->activateWindow();
+}
+
+void TarnelApplication::showAbout()
+{
+    AboutBox box(window_.get());
+    box.exec();
+}
+
+void TarnelApplication::openWebsite()
+{
+    gui::openWebsite(window_.get(), QUrl(QStringLiteral(TARNEL_WEBSITE_URL)),
+                     [](const QUrl& url) { return QDesktopServices::openUrl(url); });
 }
 
 bool TarnelApplication::eventFilter(QObject* watched, QEvent* event)

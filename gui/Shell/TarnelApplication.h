@@ -30,6 +30,9 @@ public:
     ~TarnelApplication() override;
 
     void launch();
+    // Another launch asked for this one: the window comes forward, also from the tray-only
+    // start at login.
+    void reopen();
     MainWindow& window() const { return *window_; }
     QtSheetHost& sheetHost() const { return *sheetHost_; }
     AppCoordinator& coordinator() const { return *coordinator_; }
@@ -41,6 +44,8 @@ private:
     ShellServices makeServices();
     LaunchHost makeLaunchHost(bool launchedAtLogin);
     void reportAProblem();
+    void showAbout();
+    void openWebsite();
 
     Options options_;
     std::optional<DaemonLink> link_;

@@ -15,6 +15,9 @@ namespace tarnel::gui {
 struct Appearance {
     bool dark = false;
     QColor window, sidebar, card, text, secondaryText, accent, separator, selection;
+    // A fill that must stand out on a card (legend dots, empty bar parts), and the scroll bar's
+    // handle on its track.
+    QColor neutralFill, scrollHandle, scrollTrack;
     static Appearance light();
     static Appearance darkAppearance();
 };

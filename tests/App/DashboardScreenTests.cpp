@@ -3,6 +3,7 @@
 #include "Dashboard/DashboardCards.h"
 #include "QtExecutor.h"
 #include "Shell/MainWindow.h"
+#include "Theme/ScrollBarStyle.h"
 #include "Theme/ThemeManager.h"
 
 #include "App/Dashboard/DashboardProvider.h"
@@ -17,6 +18,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QScrollBar>
 #include <QStyleFactory>
 #include <QTest>
 
@@ -50,6 +52,7 @@ int main(int argc, char** argv)
 {
     QApplication app(argc, argv);
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    tarnel::gui::ScrollBarStyle::install(); // before any palette: a new style resets it
     tarnel::gui::QtMainContext context;
     quendal::Runtime::shared().setMainExecutor(tarnel::gui::QtExecutor(context));
     ::testing::InitGoogleTest(&argc, argv);
@@ -133,4 +136,31 @@ TEST(DashboardScreen, LiveValuesFromTheSessionDaemonOnThisMachine)
         kinds.push_back(item.cellReuseIdentifier);
     EXPECT_EQ(kinds, (std::vector<std::string>{"storage", "cpu", "ram"})) << "no battery and no GPU on this machine";
     save(window, "dashboard-live");
+}
+
+TEST(DashboardScreen, ScrolledInBothThemesTheScrollBarAndLegendsShow)
+{
+    const laptop::ProviderSetup setup = laptop::makeProvider(60, [](const StatsProcessUsageSnapshot& p) { return p.name; });
+    const auto& provider = setup.provider;
+    gui::MainWindow window(quietRouter(), [provider](AppRoute route) -> QWidget* {
+        return route == AppRoute::dashboard ? gui::makeDashboardScreen(provider) : nullptr;
+    });
+    window.show(); // at its minimum size: the cards do not fit
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    ASSERT_TRUE(waitFor([&] { return setup.inventoryStore->snapshot.value().generatedAt != Date::distantPast(); }, 5000));
+    QTest::qWait(100);
+    for (auto theme : {quendal::Theme::light, quendal::Theme::dark}) {
+        gui::TarnelThemeManager::shared().setTheme(theme);
+        QTest::qWait(50);
+        QScrollBar* bar = nullptr;
+        for (auto* candidate : window.findChildren<QScrollBar*>())
+            if (candidate->orientation() == Qt::Vertical && candidate->isVisible() && candidate->maximum() > 0)
+                bar = candidate;
+        ASSERT_TRUE(bar) << "the Dashboard scrolls at the window's minimum size";
+        bar->setValue(bar->maximum() / 2);
+        QTest::qWait(50);
+        EXPECT_GT(bar->value(), 0);
+        save(window, theme == quendal::Theme::dark ? "dashboard-scrolled-dark" : "dashboard-scrolled-light");
+    }
+    gui::TarnelThemeManager::shared().setTheme(quendal::Theme::light);
 }

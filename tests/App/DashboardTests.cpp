@@ -232,3 +232,66 @@ TEST(Dashboard, HeaderTextsAndSerialForms)
 
     EXPECT_EQ(machine::weekDateText(2021, 1, 0), "27 December, 2020") << "week 1 is the Sunday week holding 1 January";
 }
+
+TEST(Dashboard, LeavingAndComingBackKeepsTheValuesAndHistoryOfTheOneStream)
+{
+    VirtualTime time;
+    Dashboard d;
+    int streamsOpened = 0;
+    std::optional<quendal::AsyncStream<StatsUpdateBatch>::Continuation> feed;
+    auto store = std::make_shared<DashboardDaemonStatsStore>([&](std::vector<W>, StatisticUpdateFrequency) {
+        ++streamsOpened;
+        auto [stream, continuation] = quendal::AsyncStream<StatsUpdateBatch>::make();
+        feed = continuation;
+        return stream;
+    });
+    quendal::Published<std::optional<StatsUpdateBatch>> startup{std::nullopt};
+    StatsUpdateBatch first;
+    first.values = {value(W::cpuUsage, 0.11)};
+    startup.set(first);
+    auto openDashboard = [&] {
+        auto provider = std::make_shared<DashboardProvider>(DashboardProvider::Sources{
+            store, d.catalog, d.inventory, [&] { return startup.publisher(); },
+            [](const StatsProcessUsageSnapshot& p) { return p.name; }, [] { return quendal::TemperatureUnitFormat::celsius; }});
+        provider->start();
+        time.poll();
+        return provider;
+    };
+    auto cpuHistory = [](DashboardProvider& provider) -> std::vector<int> {
+        const auto sections = provider.sections();
+        for (const auto& item : sections.at(1).items)
+            if (const auto* cpu = item.as<CPUOverviewModel>())
+                return cpu->usageHistory;
+        return {};
+    };
+
+    auto provider = openDashboard();
+    EXPECT_EQ(cpuHistory(*provider), std::vector<int>{11}) << "the start-up batch fills an empty store";
+    for (int percent : {20, 30, 40}) {
+        StatsUpdateBatch b;
+        b.values = {value(W::cpuUsage, percent / 100.0)};
+        feed->yield(b);
+        time.poll();
+    }
+    EXPECT_EQ(cpuHistory(*provider), (std::vector<int>{11, 20, 30, 40}));
+    provider->stop();
+    provider.reset();
+
+    // Away from the Dashboard the stream goes on; a new Dashboard shows everything at once.
+    StatsUpdateBatch away;
+    away.values = {value(W::cpuUsage, 0.5)};
+    feed->yield(away);
+    time.poll();
+    auto again = openDashboard();
+    EXPECT_EQ(cpuHistory(*again), (std::vector<int>{11, 20, 30, 40, 50}))
+        << "no placeholder, no empty chart, and the old start-up batch is not added again";
+    EXPECT_EQ(streamsOpened, 1) << "one subscription for the life of the process";
+    StatsUpdateBatch next;
+    next.values = {value(W::cpuUsage, 0.6)};
+    feed->yield(next);
+    time.poll();
+    EXPECT_EQ(cpuHistory(*again).back(), 60) << "the new Dashboard follows the same stream";
+
+    EXPECT_EQ(DashboardDaemonStatsStore::shared(), DashboardDaemonStatsStore::shared())
+        << "the application's Dashboards share one store";
+}

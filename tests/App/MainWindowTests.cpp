@@ -7,6 +7,7 @@
 #include "Shell/QtSheetHost.h"
 #include "Shell/RootScreens.h"
 #include "Shell/SidebarView.h"
+#include "Theme/ScrollBarStyle.h"
 #include "Theme/ThemeManager.h"
 
 #include "App/Shell/OnboardingCoordinator.h"
@@ -56,6 +57,7 @@ int main(int argc, char** argv)
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Tarnel"));
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    tarnel::gui::ScrollBarStyle::install(); // before any palette: a new style resets it
     tarnel::gui::QtMainContext context;
     quendal::Runtime::shared().setMainExecutor(tarnel::gui::QtExecutor(context));
     ::testing::InitGoogleTest(&argc, argv);
@@ -120,7 +122,7 @@ TEST(MainWindow, ASheetQueuedBeforeTheWindowExistsAppearsWithIt)
         auto model = DaemonOnboardingView::make(manager, [] {},
                                                 {quendal::Runtime::shared().mainExecutor(),
                                                  quendal::Runtime::shared().clockPointer(), nullptr});
-        return std::make_shared<gui::DaemonOnboardingSheet>(model);
+        return std::make_shared<gui::DaemonOnboardingSheet>(model, [] {});
     });
     sheets.navigator->enqueue(quendal::AnyRoute(OnboardingRoute::daemon));
     settle();
@@ -150,7 +152,7 @@ TEST(MainWindow, OnboardingPhasesRenderTheirTextsAndButtons)
     auto model = DaemonOnboardingView::make(manager, [] {},
                                             {quendal::Runtime::shared().mainExecutor(),
                                              quendal::Runtime::shared().clockPointer(), nullptr});
-    gui::DaemonOnboardingSheet sheet(model);
+    gui::DaemonOnboardingSheet sheet(model, [] {});
     sheet.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&sheet));
     settle();
@@ -161,7 +163,7 @@ TEST(MainWindow, OnboardingPhasesRenderTheirTextsAndButtons)
     EXPECT_GT(size.height, 0);
     save(sheet, "onboarding-needs-install");
 
-    model->setPhase(DaemonOnboardingPhase::needsInstall("The administrator prompt was dismissed."), "screenshot");
+    model->setPhase(DaemonOnboardingPhase::needsInstall(DaemonSetupFailure::notStarted), "screenshot");
     model->isInstalling.set(false);
     settle();
     save(sheet, "onboarding-needs-install-error");

@@ -180,7 +180,7 @@ TEST(AppShell, LaunchRecordAndTheDiskImageRefusal)
     host.terminate = [&] { terminated = true; };
     AppDelegate delegate(host, shell.coordinator);
     delegate.applicationDidFinishLaunching();
-    EXPECT_EQ(alert, "Move Tarnel to Applications");
+    EXPECT_EQ(alert, "Install Tarnel");
     EXPECT_TRUE(terminated);
     EXPECT_EQ(shell.managerStarts, 0) << "no daemon work from a disk image";
 }

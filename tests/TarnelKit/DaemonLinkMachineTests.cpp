@@ -143,21 +143,38 @@ TEST(DaemonLinkOnThisMachine, StartBringsUpTheDaemonFillsTheStoresAndSurvivesIts
               << " sensors, " << hardware.fans.size() << " fans, " << hardware.storage.disks.size() << " disk items, "
               << machine.connectedDisplays << " displays, processor " << inventory.cpu.name.value_or("?") << "\n";
 
-    // Killed without a word: the manager notices and says the daemon is unavailable.
-    pid_t pid = 0;
-    std::ifstream(registry->pidFile()) >> pid;
+    // Killed without a word: the registry reaps it and starts another, and the manager finds the
+    // endpoints answering again, as it would after systemd restarted the unit.
+    auto daemonPid = [&] {
+        pid_t p = 0;
+        std::ifstream(registry->pidFile()) >> p;
+        return p;
+    };
+    const pid_t pid = daemonPid();
     ASSERT_GT(pid, 0);
-    // Whatever happens below, the detached daemon does not outlive the test.
-    std::shared_ptr<void> reaper(nullptr, [pid](void*) { ::kill(pid, SIGKILL); });
     ASSERT_EQ(::kill(pid, SIGKILL), 0);
-    runUntil([] { return false; }, 0.5);
-    asio::co_spawn(context, link.manager->updateStatus(), asio::detached);
-    ASSERT_TRUE(runUntil([&] { return status() == DaemonStatus::unavailable; }, 20));
-    EXPECT_TRUE(link.manager->retryLoopRunning()) << "the unavailable retry loop runs";
+    ASSERT_TRUE(runUntil([&] { return daemonPid() > 0 && daemonPid() != pid && registry->status() == ServiceStatus::enabled(); }, 10))
+        << "a new daemon within the restart delay";
+    EXPECT_EQ(registry->restarts(), 1);
+    EXPECT_TRUE(zombieChildren().empty()) << "the killed daemon was reaped";
+    bool updated = false;
+    asio::co_spawn(context, link.manager->updateStatus(), [&](std::exception_ptr) { updated = true; });
+    EXPECT_TRUE(runUntil([&] { return updated && status() == DaemonStatus::connected; }, 30));
 
-    // Started again by someone else: the retry loop finds it.
-    ChildProcess again(program, {"--session", "--socket-dir", folder.path().string()});
-    EXPECT_TRUE(runUntil([&] { return status() == DaemonStatus::connected; }, 30))
-        << "the retry loop brings the status back to connected";
+    // Stopped on purpose: it stays down.
+    std::string unregisterFailure = "running";
+    asio::co_spawn(context, link.manager->unregister(), [&](std::exception_ptr e) {
+        unregisterFailure.clear();
+        try {
+            if (e)
+                std::rethrow_exception(e);
+        } catch (const std::exception& failure) {
+            unregisterFailure = failure.what();
+        }
+    });
+    EXPECT_TRUE(runUntil([&] { return registry->status() == ServiceStatus::notRegistered() && !registry->isSupervising(); }, 10))
+        << unregisterFailure;
+    runUntil([] { return false; }, 1.0);
+    EXPECT_EQ(registry->status(), ServiceStatus::notRegistered()) << "an unregistered daemon is not brought back";
     quendal::Runtime::shared().resetMainExecutor();
 }

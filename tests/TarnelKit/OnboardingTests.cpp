@@ -1,7 +1,9 @@
 // The daemon onboarding sheet's model against a scripted manager, in virtual time.
+#include "TarnelKit/Daemon/DaemonManager.h"
 #include "TarnelKit/Onboarding/DaemonOnboardingView.h"
 
 #include "FakeDaemonManager.h"
+#include "TestSupport.h"
 #include "VirtualTime.h"
 
 #include <gtest/gtest.h>
@@ -95,16 +97,53 @@ TEST(DaemonOnboarding, AFailedReinstallShowsItsErrorUntilALaterStatusClearsIt)
     sheet.view->enableNow();
     EXPECT_TRUE(sheet.view->isInstalling.value());
     time.runFor(0.1);
-    EXPECT_EQ(sheet.view->phase.value(), DaemonOnboardingPhase::needsInstall("pkexec was dismissed"));
+    EXPECT_EQ(sheet.view->phase.value(), DaemonOnboardingPhase::needsInstall(DaemonSetupFailure::unknown))
+        << "an error that is no failed installation is explained as unknown";
     EXPECT_TRUE(sheet.view->isInstalling.value()) << "the button waits half a second for a status change";
     time.runFor(0.5);
     EXPECT_FALSE(sheet.view->isInstalling.value()) << "enabled again for a retry";
 
     sheet.manager->status.set(DaemonStatus::unavailable);
-    EXPECT_EQ(sheet.view->phase.value().errorText, "pkexec was dismissed") << "unavailable changes nothing";
+    EXPECT_EQ(sheet.view->phase.value().failure, DaemonSetupFailure::unknown) << "unavailable changes nothing";
     sheet.manager->status.set(DaemonStatus::notRegistered);
     EXPECT_EQ(sheet.view->phase.value(), DaemonOnboardingPhase::needsInstall()) << "the error text goes";
 
     sheet.view->setPhase(DaemonOnboardingPhase::needsInstall(), "again");
     EXPECT_EQ(sheet.phasePublications, before + 2) << "setting the same phase twice publishes it once";
+}
+
+TEST(DaemonOnboarding, AMissingDaemonProgramIsExplainedAsSuchNotAsItsException)
+{
+    VirtualTime time;
+    TemporaryDirectory folder;
+    DaemonManager::Environment environment;
+    environment.identifier = "org.quendal.Tarnel.Daemon";
+    environment.registry = std::make_shared<SessionServiceRegistry>(folder.path() / "no-such-tarneld", folder.path(), false,
+                                                                     time.clockPointer());
+    auto unreachable = []() -> asio::awaitable<std::optional<int>> {
+        throw std::runtime_error("connection refused");
+        co_return std::nullopt;
+    };
+    environment.privilegedProbe = unreachable;
+    environment.statsProbe = unreachable;
+    environment.preferences = std::make_shared<quendal::Preferences>(folder.path() / "preferences.json");
+    environment.hostBuild = "1";
+    environment.executor = time.executor();
+    environment.clock = time.clockPointer();
+    auto manager = std::make_shared<DaemonManager>(std::move(environment));
+    time.await(manager->updateStatus());
+    ASSERT_EQ(manager->status.value(), DaemonStatus::notFound);
+
+    auto view = DaemonOnboardingView::make(manager, [] {}, {time.executor(), time.clockPointer(), nullptr});
+    view->appear();
+    view->enableNow();
+    time.runFor(1.0);
+    EXPECT_EQ(view->phase.value(), DaemonOnboardingPhase::needsInstall(DaemonSetupFailure::programMissing));
+    EXPECT_FALSE(view->isInstalling.value()) << "Enable Now can be tried again";
+
+    // Each way a reinstall ends has its own explanation.
+    EXPECT_EQ(setupFailure(DaemonInstallError(DaemonStatus::notRegistered, "pkexec: dismissed")), DaemonSetupFailure::notStarted);
+    EXPECT_EQ(setupFailure(DaemonInstallError(DaemonStatus::unavailable, std::nullopt)), DaemonSetupFailure::notAnswering);
+    EXPECT_EQ(setupFailure(DaemonInstallError(DaemonStatus::insecure, std::nullopt)), DaemonSetupFailure::incompatible);
+    EXPECT_EQ(setupFailure(std::runtime_error("anything else")), DaemonSetupFailure::unknown);
 }

@@ -1,5 +1,8 @@
 #include "ChildProcess.h"
 
+#include <fstream>
+#include <sstream>
+
 #include <csignal>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -77,6 +80,29 @@ bool waitUntil(const std::function<bool()>& ready, std::chrono::milliseconds tim
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     return true;
+}
+
+std::vector<pid_t> zombieChildren()
+{
+    std::vector<pid_t> zombies;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
+        std::ifstream stat(entry.path() / "stat");
+        std::string line;
+        if (!std::getline(stat, line))
+            continue;
+        // "pid (name) state ppid …": the name may hold spaces and parentheses.
+        const auto close = line.rfind(')');
+        if (close == std::string::npos)
+            continue;
+        std::istringstream rest(line.substr(close + 1));
+        char state = 0;
+        long parent = 0;
+        rest >> state >> parent;
+        if (state == 'Z' && parent == ::getpid())
+            zombies.push_back(static_cast<pid_t>(std::stol(line)));
+    }
+    return zombies;
 }
 
 } // namespace tarnel::testing

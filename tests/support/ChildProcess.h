@@ -31,4 +31,7 @@ private:
 // Polls `ready` until it holds or `timeout` passes; for readiness of other processes only.
 bool waitUntil(const std::function<bool()>& ready, std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
+// The children of this process that ended and were not reaped (state Z in /proc).
+std::vector<pid_t> zombieChildren();
+
 } // namespace tarnel::testing

@@ -1,5 +1,7 @@
 #include "App/Dashboard/DashboardDaemonStatsStore.h"
 
+#include "TarnelKit/Stats/StatsClient.h"
+
 #include "QuendalFoundation/Logging/AppLogger.h"
 #include "QuendalFoundation/Runtime/ConsumeWhileAlive.h"
 
@@ -50,6 +52,23 @@ const std::vector<WidgetStatistic>& DashboardDaemonStatsStore::statistics()
 
 DashboardDaemonStatsStore::DashboardDaemonStatsStore(Updates updates) : updates_(std::move(updates)) {}
 
+std::shared_ptr<DashboardDaemonStatsStore> DashboardDaemonStatsStore::shared()
+{
+    // Never destroyed: at exit the main executor is gone, and the stream's task must not be
+    // cancelled onto it.
+    static const auto* store = new std::shared_ptr<DashboardDaemonStatsStore>(std::make_shared<DashboardDaemonStatsStore>(
+        [](std::vector<WidgetStatistic> statistics, StatisticUpdateFrequency frequency) {
+            return StatsClient::sharedUpdates(statistics, frequency);
+        }));
+    return *store;
+}
+
+void DashboardDaemonStatsStore::applyStartupBatch(const StatsUpdateBatch& batch)
+{
+    if (!hasValues())
+        apply(batch);
+}
+
 DashboardDaemonStatsStore::~DashboardDaemonStatsStore() = default; // the task handle cancels the loop
 
 void DashboardDaemonStatsStore::start(std::function<void()> onUpdate)
@@ -83,6 +102,7 @@ asio::awaitable<void> DashboardDaemonStatsStore::follow(std::weak_ptr<DashboardD
 
 void DashboardDaemonStatsStore::apply(const StatsUpdateBatch& batch)
 {
+    ++appliedBatches_;
     for (const auto& v : batch.values) {
         values[v.statistic][v.index] = v;
         if (v.statistic == WidgetStatistic::cpuUsage && v.fraction)

@@ -27,9 +27,17 @@ public:
     explicit DashboardDaemonStatsStore(Updates updates);
     ~DashboardDaemonStatsStore();
 
+    // The process's store, on the shared statistics client: every Dashboard the user opens
+    // finds the values and histories of the ones before it.
+    static std::shared_ptr<DashboardDaemonStatsStore> shared();
+
     // Keeps `onUpdate`, replacing the old one; opens the stream unless a loop runs.
     void start(std::function<void()> onUpdate);
     void apply(const StatsUpdateBatch& batch);
+    // The preloader's batch from start-up: it only fills a store that has seen no batch yet,
+    // so coming back to the Dashboard does not add its old sample to the histories again.
+    void applyStartupBatch(const StatsUpdateBatch& batch);
+    bool hasValues() const { return appliedBatches_ > 0; }
     bool isStreaming() const { return statsTask_.has_value() && statsTask_->isRunning(); }
 
     // trunc(fraction × 100) of a statistic's value; nullopt without value or fraction.
@@ -52,6 +60,7 @@ private:
     Updates updates_;
     std::function<void()> onUpdate_;
     std::optional<quendal::Task> statsTask_;
+    std::uint64_t appliedBatches_ = 0;
 };
 
 // trunc(fraction × 100), with a fraction that is not finite read as 0.

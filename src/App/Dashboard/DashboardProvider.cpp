@@ -56,12 +56,8 @@ std::string DashboardProvider::percentText(double fraction)
 
 std::shared_ptr<DashboardProvider> DashboardProvider::make()
 {
-    auto store = std::make_shared<DashboardDaemonStatsStore>(
-        [](std::vector<WidgetStatistic> statistics, StatisticUpdateFrequency frequency) {
-            return StatsClient::sharedUpdates(statistics, frequency);
-        });
     return std::make_shared<DashboardProvider>(Sources{
-        store,
+        DashboardDaemonStatsStore::shared(),
         HardwareCatalogStore::shared(),
         SystemInventoryStore::shared(),
         [] { return DaemonDataPreloader::shared()->startupStatsBatch.publisher(); },
@@ -93,7 +89,7 @@ void DashboardProvider::start()
             auto self = weak.lock();
             if (!self || !batch)
                 return;
-            self->sources_.statsStore->apply(*batch);
+            self->sources_.statsStore->applyStartupBatch(*batch);
             self->reload();
         });
     }

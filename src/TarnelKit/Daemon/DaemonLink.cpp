@@ -3,6 +3,11 @@
 #include "TarnelFoundation/Identity/MonitorAppIdentity.h"
 #include "TarnelXPC/ServiceEndpoint.h"
 
+#include "QuendalFoundation/Logging/AppLogger.h"
+
+#include <asio/co_spawn.hpp>
+#include <asio/detached.hpp>
+
 namespace tarnel {
 
 DaemonLink DaemonLink::make(Options options)
@@ -37,6 +42,23 @@ DaemonLink DaemonLink::make(Options options)
     managed.clock = options.clock;
     link.manager = std::make_shared<DaemonManager>(std::move(managed));
     *managerSlot = link.manager;
+
+    // A daemon the registry started again: the streams reconnect now rather than at their next
+    // renewal, and the manager need not wait for its retry loop.
+    std::weak_ptr<StatsClient> weakClient = link.statsClient;
+    std::weak_ptr<DaemonManager> weakManager = link.manager;
+    options.registry->observeRestarts([weakClient, weakManager, executor = options.executor] {
+        if (auto client = weakClient.lock()) {
+            quendal::AppLogger::info("Stats client reconnecting to the restarted daemon.", quendal::AppLogger::xpc);
+            client->resetTransport("daemon restarted");
+            client->recoverySignal().broadcast();
+        }
+        if (auto manager = weakManager.lock()) {
+            // The check holds the manager for as long as it runs.
+            auto check = [](std::shared_ptr<DaemonManager> m) -> asio::awaitable<void> { co_await m->updateStatus(); };
+            asio::co_spawn(executor, check(std::move(manager)), asio::detached);
+        }
+    });
     return link;
 }
 

@@ -1,13 +1,21 @@
 #pragma once
 
 #include "QuendalFoundation/Runtime/Clock.h"
+#include "QuendalFoundation/Runtime/Task.h"
 
 #include <asio/awaitable.hpp>
 
+#include <sys/types.h>
+
+#include <chrono>
+
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace tarnel {
 
@@ -47,6 +55,9 @@ public:
     virtual std::string description() const = 0;
     // Where a service of the registered daemon listens.
     virtual std::filesystem::path socketPath(const std::string& serviceName) const = 0;
+    // Called on the registry's executor after the registry itself started the daemon again, so
+    // clients reconnect at once; a service manager's restarts go unseen.
+    virtual void observeRestarts(std::function<void()> restarted) { (void)restarted; }
 };
 
 // The daemon as the systemd unit "<identifier>.service", switched through pkexec, whose
@@ -66,29 +77,58 @@ private:
     std::string unit_;
 };
 
+// Starts the session daemon's process and learns of its end; tests drive the registry with a
+// fake that needs no real process.
+class DaemonSpawner {
+public:
+    virtual ~DaemonSpawner() = default;
+    // Starts `command` detached, output appended to `log`. Throws RegistryError.
+    virtual pid_t spawn(const std::vector<std::string>& command, const std::filesystem::path& log) = 0;
+    // The wait status of a child that ended, which is reaped by this call; nullopt while it runs.
+    virtual std::optional<int> reap(pid_t pid) = 0;
+};
+
+// posix_spawn in a session of its own; waitpid.
+class ProcessSpawner final : public DaemonSpawner {
+public:
+    pid_t spawn(const std::vector<std::string>& command, const std::filesystem::path& log) override;
+    std::optional<int> reap(pid_t pid) override;
+};
+
 // The daemon as a process of the user: `tarneld --session`, started detached, known by the
-// pid file it locks in the user's runtime folder.
+// pid file it locks in the user's runtime folder. Once registered it is kept running, as a
+// service manager keeps a unit running: a daemon that ends is reaped and started again, until
+// unregistered or until this registry goes away.
 class SessionServiceRegistry final : public ServiceRegistry {
 public:
+    static constexpr std::chrono::seconds watchInterval{1};
+    static constexpr std::chrono::seconds restartDelay{2};
+    static constexpr std::chrono::seconds longestRestartDelay{60};
+
     SessionServiceRegistry(std::filesystem::path daemonProgram, std::filesystem::path socketDirectory, bool debug,
-                           std::shared_ptr<quendal::Clock> clock);
+                           std::shared_ptr<quendal::Clock> clock,
+                           std::shared_ptr<DaemonSpawner> spawner = std::make_shared<ProcessSpawner>());
+    ~SessionServiceRegistry() override;
     ServiceStatus status() override;
     asio::awaitable<void> registerService() override;
     asio::awaitable<void> unregisterService() override;
     std::string description() const override;
     std::filesystem::path socketPath(const std::string& serviceName) const override;
+    void observeRestarts(std::function<void()> restarted) override;
 
-    std::filesystem::path pidFile() const { return socketDirectory_ / "tarneld.pid"; }
+    std::filesystem::path pidFile() const;
+    bool isSupervising() const { return supervisor_.isRunning(); }
+    // How many times a daemon that ended was started again.
+    int restarts() const;
     // The daemon next to this program in a build tree, else the installed one;
     // TARNEL_DAEMON_PATH overrides both.
     static std::filesystem::path defaultDaemonProgram();
 
+    struct State;
+
 private:
-    bool daemonHoldsLock() const;
-    std::filesystem::path daemonProgram_;
-    std::filesystem::path socketDirectory_;
-    bool debug_;
-    std::shared_ptr<quendal::Clock> clock_;
+    std::shared_ptr<State> state_;
+    quendal::Task supervisor_;
 };
 
 // systemd for an installed build on a machine that runs it; the session daemon otherwise.

@@ -1,5 +1,7 @@
 #include "TarnelKit/Onboarding/DaemonOnboardingView.h"
 
+#include "TarnelKit/Daemon/DaemonManager.h"
+
 #include "QuendalFoundation/Logging/AppLogger.h"
 
 #include <fmt/format.h>
@@ -25,11 +27,47 @@ void clear(std::optional<quendal::Task>& task)
 
 } // namespace
 
+std::string_view failureName(DaemonSetupFailure failure)
+{
+    switch (failure) {
+    case DaemonSetupFailure::programMissing:
+        return "programMissing";
+    case DaemonSetupFailure::notStarted:
+        return "notStarted";
+    case DaemonSetupFailure::notAnswering:
+        return "notAnswering";
+    case DaemonSetupFailure::incompatible:
+        return "incompatible";
+    case DaemonSetupFailure::unknown:
+        break;
+    }
+    return "unknown";
+}
+
+DaemonSetupFailure setupFailure(const std::exception& failure)
+{
+    const auto* install = dynamic_cast<const DaemonInstallError*>(&failure);
+    if (!install)
+        return DaemonSetupFailure::unknown;
+    switch (install->status) {
+    case DaemonStatus::notFound:
+        return DaemonSetupFailure::programMissing;
+    case DaemonStatus::notRegistered:
+        return DaemonSetupFailure::notStarted;
+    case DaemonStatus::unavailable:
+        return DaemonSetupFailure::notAnswering;
+    case DaemonStatus::insecure:
+        return DaemonSetupFailure::incompatible;
+    default:
+        return DaemonSetupFailure::unknown;
+    }
+}
+
 std::string describe(const DaemonOnboardingPhase& phase)
 {
     switch (phase.kind) {
     case DaemonOnboardingPhase::Kind::needsInstall:
-        return phase.errorText ? "needsInstall(" + *phase.errorText + ")" : "needsInstall";
+        return phase.failure ? "needsInstall(" + std::string(failureName(*phase.failure)) + ")" : "needsInstall";
     case DaemonOnboardingPhase::Kind::awaitingApproval:
         return "awaitingApproval";
     case DaemonOnboardingPhase::Kind::completed:
@@ -238,7 +276,7 @@ asio::awaitable<void> DaemonOnboardingView::install(std::weak_ptr<DaemonOnboardi
                                                     std::shared_ptr<DaemonManaging> manager,
                                                     std::shared_ptr<quendal::Clock> clock)
 {
-    std::optional<std::string> failure;
+    std::optional<DaemonSetupFailure> failure;
     try {
         auto reinstall = manager->reinstall();
         co_await std::move(reinstall);
@@ -247,7 +285,7 @@ asio::awaitable<void> DaemonOnboardingView::install(std::weak_ptr<DaemonOnboardi
                         AppLogger::daemon);
     } catch (const std::exception& e) {
         AppLogger::error(e, AppLogger::daemon);
-        failure = e.what();
+        failure = setupFailure(e);
     }
     if (failure) {
         if (auto self = weak.lock())

@@ -13,19 +13,34 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tarnel {
+
+// Why enabling the daemon failed, in the terms the sheet explains to the user; the technical
+// detail goes to the log.
+enum class DaemonSetupFailure {
+    programMissing, // the daemon's executable is not where the registry looks
+    notStarted,     // it could not be started or registered (also a dismissed password prompt)
+    notAnswering,   // it runs but its endpoints do not answer
+    incompatible,   // what answers is not this build's daemon
+    unknown,
+};
+
+std::string_view failureName(DaemonSetupFailure failure);
+// The kind of a failure thrown by a reinstall.
+DaemonSetupFailure setupFailure(const std::exception& failure);
 
 // What the daemon onboarding sheet shows.
 struct DaemonOnboardingPhase {
     enum class Kind { needsInstall, awaitingApproval, completed };
     Kind kind = Kind::needsInstall;
-    // The error of a failed reinstall, shown on the intro.
-    std::optional<std::string> errorText;
+    // The failure of a reinstall, explained on the intro.
+    std::optional<DaemonSetupFailure> failure;
 
-    static DaemonOnboardingPhase needsInstall(std::optional<std::string> error = std::nullopt)
+    static DaemonOnboardingPhase needsInstall(std::optional<DaemonSetupFailure> failure = std::nullopt)
     {
-        return {Kind::needsInstall, std::move(error)};
+        return {Kind::needsInstall, failure};
     }
     static DaemonOnboardingPhase awaitingApproval() { return {Kind::awaitingApproval, std::nullopt}; }
     static DaemonOnboardingPhase completed() { return {Kind::completed, std::nullopt}; }
