@@ -41,13 +41,8 @@ int main(int argc, char** argv)
         daemon.stop();
         asio::post(context, [&] { context.stop(); });
     });
-    try {
-        daemon.start();
-    } catch (const std::exception& e) {
-        quendal::AppLogger::critical(std::string("cannot start: ") + e.what(), quendal::AppLogger::daemon);
-        return 1;
-    }
-
+    // Installed before start: a SIGTERM while the lock and sockets are being taken still
+    // runs the clean-up once the loop runs.
     asio::signal_set signals(context, SIGTERM, SIGINT, SIGHUP);
     signals.async_wait([&](std::error_code ec, int signal) {
         if (ec)
@@ -57,6 +52,13 @@ int main(int argc, char** argv)
         // Let the termination notices go out, then leave.
         asio::post(context, [&] { context.stop(); });
     });
+    try {
+        daemon.start();
+    } catch (const std::exception& e) {
+        quendal::AppLogger::critical(std::string("cannot start: ") + e.what(), quendal::AppLogger::daemon);
+        return 1;
+    }
+
     context.run();
     quendal::Runtime::shared().resetMainExecutor();
     return 0;
