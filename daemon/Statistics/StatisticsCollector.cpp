@@ -51,8 +51,9 @@ void StatisticsCollector::report(const ServiceCollector& collector, const std::s
     const auto service = collector.services().front();
     if (!reported_.emplace(service, source.empty() ? error.what() : source).second || !log_)
         return;
-    log_(fmt::format("Statistics service {} failed to read {}: {}", daemonServiceName(service),
-                     source.empty() ? "its source" : source, error.what()));
+    const std::string what = error.what();
+    const auto named = source.empty() || what.find(source) != std::string::npos ? std::string() : " " + source;
+    log_(fmt::format("Statistics service {} failed to read{}: {}", daemonServiceName(service), named, what));
 }
 
 } // namespace tarnel::daemon
