@@ -249,7 +249,7 @@ asio::awaitable<void> launch(std::shared_ptr<State> state)
                                 fmt::format("{} exited at start ({}); see {}", state->program.string(), endText(*ended),
                                             state->log().string()));
         }
-        co_await state->clock->sleep(0.05);
+        co_await state->clock->sleep(std::chrono::milliseconds(50));
     }
     throw RegistryError("session", -1,
                         fmt::format("{} did not start within 5 seconds; see {}", state->program.string(), state->log().string()));
@@ -372,7 +372,7 @@ asio::awaitable<void> SessionServiceRegistry::unregisterService()
         std::ifstream in(pidFile());
         if (!(in >> pid) || pid <= 1) {
             pid = 0;
-            co_await state_->clock->sleep(0.05);
+            co_await state_->clock->sleep(std::chrono::milliseconds(50));
         }
     }
     if (pid <= 1)
@@ -386,7 +386,7 @@ asio::awaitable<void> SessionServiceRegistry::unregisterService()
         state_->reapChild();
         if (!state_->daemonHoldsLock() && !(ours && state_->child))
             co_return;
-        co_await state_->clock->sleep(0.05);
+        co_await state_->clock->sleep(std::chrono::milliseconds(50));
     }
     throw RegistryError("session", -1, fmt::format("pid {} did not stop within 5 seconds", pid));
 }
