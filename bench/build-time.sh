@@ -40,7 +40,8 @@ unset CMAKE_CXX_COMPILER_LAUNCHER CMAKE_C_COMPILER_LAUNCHER
 # build REV LABEL RUN: prints "wall cpu" seconds of configure + build; cpu is user + system of
 # every process the build waited for, which the other work on a shared machine disturbs less.
 build() {
-  local rev=$1 label=$2 run=$3 src="$work/src-$label" out="$work/build-$label"
+  local rev=$1 label=$2 run=$3
+  local src="$work/src-$label" out="$work/build-$label"
   local log="$work/log-$label-$run.txt" times="$work/time-$label-$run.txt"
   rm -rf "$src" "$out"
   git clone --quiet --no-checkout "$repo" "$src"
