@@ -38,4 +38,11 @@ CollectionScreen::Renderer cardRenderer(void (*draw)(CardContent&, const Model&)
     return [typed, margins](const CollectionViewCellModel& item) -> QWidget* { return new Card(typed, item, margins); };
 }
 
+// Registers the card drawing `Model` as the view of cells holding one.
+template <class Model>
+void addCard(CellRenderers& renderers, void (*draw)(CardContent&, const Model&), QMargins margins = {16, 14, 16, 16})
+{
+    renderers.add<Model>(cardRenderer(draw, margins));
+}
+
 } // namespace tarnel::gui

@@ -16,14 +16,15 @@ namespace {
 // What must stay the same for cells to be bound in place: the sections with their layout and
 // header, and the kind of cell at each place. Item identifiers are not part of it: providers
 // may give a card a fresh identifier at every build.
-std::vector<std::string> shapeOf(const std::vector<CollectionViewSection>& sections)
+std::vector<CollectionScreen::ShapePart> shapeOf(const std::vector<CollectionViewSection>& sections)
 {
-    std::vector<std::string> shape;
+    std::vector<CollectionScreen::ShapePart> shape;
     for (const auto& section : sections) {
-        shape.push_back(section.identifier + '\n' + std::to_string(static_cast<int>(section.sectionLayout)) + '\n' +
-                        section.header.value_or(std::string(1, '\0')));
+        shape.push_back({section.identifier + '\n' + std::to_string(static_cast<int>(section.sectionLayout)) + '\n' +
+                             section.header.value_or(std::string(1, '\0')),
+                         nullptr});
         for (const auto& item : section.items)
-            shape.push_back(item.cellReuseIdentifier);
+            shape.push_back({{}, item.kind()});
     }
     return shape;
 }
@@ -31,7 +32,7 @@ std::vector<std::string> shapeOf(const std::vector<CollectionViewSection>& secti
 } // namespace
 
 CollectionScreen::CollectionScreen(std::shared_ptr<CollectionEntitiesProvider> provider,
-                                   std::map<std::string, Renderer> renderers, QWidget* parent)
+                                   CellRenderers renderers, QWidget* parent)
     : QWidget(parent), provider_(std::move(provider)), renderers_(std::move(renderers)), scroll_(new QScrollArea(this))
 {
     auto* layout = new QVBoxLayout(this);
@@ -53,10 +54,10 @@ CollectionScreen::~CollectionScreen()
 
 QWidget* CollectionScreen::render(const CollectionViewCellModel& item) const
 {
-    auto found = renderers_.find(item.cellReuseIdentifier);
-    if (found == renderers_.end())
-        return new QLabel(QString::fromStdString(item.cellReuseIdentifier));
-    return found->second(item);
+    if (const auto* renderer = renderers_.find(item.kind()))
+        return (*renderer)(item);
+    // A model with no view is a programming error; show which cell it is rather than nothing.
+    return new QLabel(QStringLiteral("No view for the cell \"%1\"").arg(QString::fromStdString(item.identifier)));
 }
 
 QWidget* CollectionScreen::cell(const std::string& identifier) const

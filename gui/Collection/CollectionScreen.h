@@ -23,16 +23,44 @@ public:
     virtual bool bind(const CollectionViewCellModel& item) = 0;
 };
 
+// The views of a screen's cells, by the type of their model.
+class CellRenderers {
+public:
+    using Renderer = std::function<QWidget*(const CollectionViewCellModel&)>;
+
+    template <class Model>
+    CellRenderers& add(Renderer renderer)
+    {
+        renderers_[cellKind<Model>()] = std::move(renderer);
+        return *this;
+    }
+    // Null when no view is registered for the kind.
+    const Renderer* find(CellKind kind) const
+    {
+        auto found = renderers_.find(kind);
+        return found == renderers_.end() ? nullptr : &found->second;
+    }
+
+private:
+    std::map<CellKind, Renderer> renderers_;
+};
+
 // Renders any provider's sections: list sections as a column, masonry sections as cards laid
 // into two columns, each card into the shorter one. Cells are made by the renderer registered
-// for their reuse identifier. When the provider reloads with the same sections and the same kinds
+// for the type of their model. When the provider reloads with the same sections and the same kinds
 // of cell in the same places as before, every cell that can is bound to its new model in place
 // and only the others are made again; otherwise the whole content is made again.
 class CollectionScreen : public QWidget {
 public:
-    using Renderer = std::function<QWidget*(const CollectionViewCellModel&)>;
+    using Renderer = CellRenderers::Renderer;
+    // What must stay the same for cells to be bound in place: a section, or the kind of a cell.
+    struct ShapePart {
+        std::string section;
+        CellKind kind = nullptr;
+        friend bool operator==(const ShapePart&, const ShapePart&) = default;
+    };
 
-    CollectionScreen(std::shared_ptr<CollectionEntitiesProvider> provider, std::map<std::string, Renderer> renderers,
+    CollectionScreen(std::shared_ptr<CollectionEntitiesProvider> provider, CellRenderers renderers,
                      QWidget* parent = nullptr);
     ~CollectionScreen() override;
 
@@ -60,10 +88,10 @@ private:
     void bindInPlace(const std::vector<CollectionViewSection>& sections);
 
     std::shared_ptr<CollectionEntitiesProvider> provider_;
-    std::map<std::string, Renderer> renderers_;
+    CellRenderers renderers_;
     QScrollArea* scroll_;
     QWidget* content_ = nullptr;
-    std::vector<std::string> shape_;
+    std::vector<ShapePart> shape_;
     std::vector<Placed> placed_;
     int reloads_ = 0;
     int rebuilds_ = 0;

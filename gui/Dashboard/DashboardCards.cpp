@@ -104,7 +104,7 @@ void appList(CardContent& c, const std::vector<AppEntry>& apps)
         row(c, qs(app.title), qs(app.formattedValue), themedIcon(app.icon, QStringLiteral("monitor")));
 }
 
-void battery(CardContent& c, const BatteryOverviewModel& m)
+void draw(CardContent& c, const BatteryOverviewModel& m)
 {
     title(c, qs(m.title), QStringLiteral("battery"));
     const int charge = m.chargePercentage.value_or(0);
@@ -114,7 +114,7 @@ void battery(CardContent& c, const BatteryOverviewModel& m)
         row(c, QStringLiteral("Health"), qs(DashboardProvider::percentText(int(*m.healthPercentage))));
 }
 
-void storage(CardContent& c, const StorageOverviewModel& m)
+void draw(CardContent& c, const StorageOverviewModel& m)
 {
     title(c, qs(localized("dashboard_storage_title")), QStringLiteral("storage"));
     for (const auto& entry : m.entries) {
@@ -127,31 +127,32 @@ void storage(CardContent& c, const StorageOverviewModel& m)
 }
 
 // A card that waits for its first values.
-struct Waiting {
-    std::string titleKey;
-    QString icon;
-    int height;
-};
-
-void placeholder(CardContent& c, const Waiting& w)
+void waiting(CardContent& c, const char* titleKey, const QString& icon, int height)
 {
-    title(c, qs(localized(w.titleKey)), w.icon);
+    title(c, qs(localized(titleKey)), icon);
     TextStyle style{Role::note};
     style.alignment = Qt::AlignCenter;
-    style.minimumHeight = w.height;
+    style.minimumHeight = height;
     c.text(qs(localized("dashboard_waiting")), style);
 }
 
-CollectionScreen::Renderer placeholderRenderer(Waiting waiting)
+void draw(CardContent& c, const PlaceholderStorageOverviewModel&)
 {
-    Card::Draw draw = [waiting](CardContent& c, const CollectionViewCellModel&) {
-        placeholder(c, waiting);
-        return true;
-    };
-    return [draw](const CollectionViewCellModel& item) -> QWidget* { return new Card(draw, item, {16, 14, 16, 16}); };
+    waiting(c, "dashboard_storage_title", QStringLiteral("storage"), 60);
 }
 
-void cpu(CardContent& c, const CPUOverviewModel& m)
+void draw(CardContent& c, const PlaceholderDeviceOverviewModel& m)
+{
+    const int height = m.style == PlaceholderDeviceOverviewModel::Style::large ? 160 : 60;
+    switch (m.device) {
+    case PlaceholderDeviceOverviewModel::Device::cpu:
+        return waiting(c, "dashboard_cpu_title", QStringLiteral("monitor"), height);
+    case PlaceholderDeviceOverviewModel::Device::ram:
+        return waiting(c, "dashboard_ram_title", QStringLiteral("dashboard-macbook"), height);
+    }
+}
+
+void draw(CardContent& c, const CPUOverviewModel& m)
 {
     title(c, qs(m.title), QStringLiteral("monitor"));
     c.beginRow(8);
@@ -165,7 +166,7 @@ void cpu(CardContent& c, const CPUOverviewModel& m)
     appList(c, m.appEntries);
 }
 
-void ram(CardContent& c, const RAMOverviewModel& m)
+void draw(CardContent& c, const RAMOverviewModel& m)
 {
     title(c, qs(localized("dashboard_ram_title")), QStringLiteral("dashboard-macbook"));
     std::vector<PartsBar::Part> parts;
@@ -182,7 +183,7 @@ void ram(CardContent& c, const RAMOverviewModel& m)
     appList(c, m.appEntries);
 }
 
-void gpu(CardContent& c, const GPUOverviewModel& m)
+void draw(CardContent& c, const GPUOverviewModel& m)
 {
     title(c, qs(m.title), QStringLiteral("graphics"));
     c.beginGrid(16, 4);
@@ -202,7 +203,7 @@ void gpu(CardContent& c, const GPUOverviewModel& m)
         row(c, qs(s.title), qs(s.formattedValue));
 }
 
-void header(CardContent& c, const LargeEntityHeaderModel& m)
+void draw(CardContent& c, const LargeEntityHeaderModel& m)
 {
     c.beginRow(20);
     c.icon(TarnelThemeManager::icon(QStringLiteral("dashboard-macbook"), accent(), 72), 72, Qt::AlignTop);
@@ -230,21 +231,22 @@ void header(CardContent& c, const LargeEntityHeaderModel& m)
     c.end();
 }
 
+// One card for each model of the list; a model without its `draw` does not compile.
+template <class... Models>
+CellRenderers cardsFor(DashboardModelList<Models...>)
+{
+    CellRenderers renderers;
+    (addCard<Models>(renderers, &draw, std::is_same_v<Models, LargeEntityHeaderModel> ? QMargins(20, 18, 20, 18)
+                                                                                       : QMargins(16, 14, 16, 16)),
+     ...);
+    return renderers;
+}
+
 } // namespace
 
-std::map<std::string, CollectionScreen::Renderer> dashboardRenderers()
+CellRenderers dashboardRenderers()
 {
-    return {
-        {"header", cardRenderer(header, {20, 18, 20, 18})},
-        {"battery", cardRenderer(battery)},
-        {"storage", cardRenderer(storage)},
-        {"storagePlaceholder", placeholderRenderer({"dashboard_storage_title", QStringLiteral("storage"), 60})},
-        {"cpu", cardRenderer(cpu)},
-        {"ram", cardRenderer(ram)},
-        {"gpu", cardRenderer(gpu)},
-        {"cpuPlaceholder", placeholderRenderer({"dashboard_cpu_title", QStringLiteral("monitor"), 160})},
-        {"ramPlaceholder", placeholderRenderer({"dashboard_ram_title", QStringLiteral("dashboard-macbook"), 160})},
-    };
+    return cardsFor(DashboardModels{});
 }
 
 CollectionScreen* makeDashboardScreen(std::shared_ptr<DashboardProvider> provider)

@@ -106,7 +106,7 @@ private:
 };
 
 template <class Cell>
-CollectionScreen::Renderer renderer()
+CellRenderers::Renderer renderer()
 {
     return [](const CollectionViewCellModel& item) -> QWidget* {
         auto* cell = new Cell;
@@ -119,7 +119,9 @@ CollectionScreen::Renderer renderer()
 
 CollectionScreen* makeSettingsScreen(std::shared_ptr<SettingsProvider> provider)
 {
-    return new CollectionScreen(std::move(provider), {{"switch", renderer<SwitchCell>()}, {"menu", renderer<MenuCell>()}});
+    CellRenderers renderers;
+    renderers.add<SettingsSwitchModel>(renderer<SwitchCell>()).add<SettingsMenuModel>(renderer<MenuCell>());
+    return new CollectionScreen(std::move(provider), std::move(renderers));
 }
 
 CollectionScreen* makeSettingsScreen()

@@ -3,8 +3,6 @@
 #include "TarnelFoundation/Codec/Value.h"
 #include "TarnelXPC/XPCError.h"
 
-#include <fmt/format.h>
-
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -16,6 +14,9 @@ namespace tarnel::xpc {
 template <class T, class Enable = void>
 struct WireCodec;
 
+// Throws the decodingError of a value of the wrong kind ("Expected Int, found String").
+[[noreturn]] void throwUnexpectedKind(const std::string& expected, Value::Kind found);
+
 template <>
 struct WireCodec<std::string> {
     static std::string typeName() { return "String"; }
@@ -24,7 +25,7 @@ struct WireCodec<std::string> {
     {
         if (const auto* s = v.asString())
             return *s;
-        throw XPCError::decodingError(fmt::format("Expected String, found {}", kindName(v.kind())));
+        throwUnexpectedKind("String", v.kind());
     }
 };
 
@@ -36,7 +37,7 @@ struct WireCodec<bool> {
     {
         if (const auto* b = v.asBool())
             return *b;
-        throw XPCError::decodingError(fmt::format("Expected Bool, found {}", kindName(v.kind())));
+        throwUnexpectedKind("Bool", v.kind());
     }
 };
 
@@ -48,7 +49,7 @@ struct WireCodec<std::int64_t> {
     {
         if (const auto* i = v.asInt64())
             return *i;
-        throw XPCError::decodingError(fmt::format("Expected Int, found {}", kindName(v.kind())));
+        throwUnexpectedKind("Int", v.kind());
     }
 };
 
@@ -67,7 +68,7 @@ struct WireCodec<std::vector<T>> {
     {
         const auto* array = v.asArray();
         if (!array)
-            throw XPCError::decodingError(fmt::format("Expected {}, found {}", typeName(), kindName(v.kind())));
+            throwUnexpectedKind(typeName(), v.kind());
         std::vector<T> items;
         items.reserve(array->size());
         for (const auto& item : *array)

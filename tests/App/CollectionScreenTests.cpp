@@ -44,9 +44,10 @@ public:
     std::vector<CollectionViewSection> sections() override { return current; }
 };
 
-CollectionViewCellModel item(const std::string& id, const std::string& reuse, std::any data)
+template <class Model>
+CollectionViewCellModel item(const std::string& id, Model model)
 {
-    return CollectionViewCellModel::make(id, reuse, std::move(data));
+    return CollectionViewCellModel::make(id, std::move(model));
 }
 
 CollectionViewSection masonry(std::vector<CollectionViewCellModel> items)
@@ -58,12 +59,14 @@ CollectionViewSection masonry(std::vector<CollectionViewCellModel> items)
     return section;
 }
 
-std::map<std::string, CollectionScreen::Renderer> renderers()
+CellRenderers renderers()
 {
-    return {{"rows", cardRenderer(draw)},
-            {"plain", [](const CollectionViewCellModel& m) -> QWidget* {
-                 return new QLabel(QString::fromStdString(std::any_cast<std::string>(m.data)));
-             }}};
+    CellRenderers all;
+    addCard(all, draw);
+    all.add<std::string>([](const CollectionViewCellModel& m) -> QWidget* {
+        return new QLabel(QString::fromStdString(*m.as<std::string>()));
+    });
+    return all;
 }
 
 QStringList texts(QWidget* cell)
@@ -87,8 +90,8 @@ int main(int argc, char** argv)
 TEST(CollectionScreen, CardsAreBoundInPlaceAndRemadeOnlyWhenTheirShapeChanges)
 {
     auto provider = std::make_shared<Provider>();
-    provider->current = {masonry({item("a", "rows", Rows{"CPU", {"1 %", "2 %"}}), item("b", "rows", Rows{"RAM", {"3 GB"}}),
-                                  item("c", "plain", std::string("plain"))})};
+    provider->current = {masonry({item("a", Rows{"CPU", {"1 %", "2 %"}}), item("b", Rows{"RAM", {"3 GB"}}),
+                                  item("c", std::string("plain"))})};
     CollectionScreen screen(provider, renderers());
     screen.resize(800, 600);
     screen.show();
@@ -100,8 +103,8 @@ TEST(CollectionScreen, CardsAreBoundInPlaceAndRemadeOnlyWhenTheirShapeChanges)
     const int aColumn = a->x();
 
     // New values, same shape: the same widgets show them; the plain cell cannot bind and is remade.
-    provider->current = {masonry({item("a", "rows", Rows{"CPU", {"5 %", "6 %"}}), item("b", "rows", Rows{"RAM", {"4 GB"}}),
-                                  item("c", "plain", std::string("again"))})};
+    provider->current = {masonry({item("a", Rows{"CPU", {"5 %", "6 %"}}), item("b", Rows{"RAM", {"4 GB"}}),
+                                  item("c", std::string("again"))})};
     provider->reload();
     EXPECT_EQ(screen.rebuildCount(), 1);
     EXPECT_EQ(screen.cell("a"), a);
@@ -113,7 +116,7 @@ TEST(CollectionScreen, CardsAreBoundInPlaceAndRemadeOnlyWhenTheirShapeChanges)
     EXPECT_EQ(screen.replacedCellCount(), 1);
 
     // A row more in one card: that card alone is made again, in the same column.
-    provider->current[0].items[0].data = Rows{"CPU", {"7 %", "8 %", "9 %"}};
+    provider->current[0].items[0] = item("a", Rows{"CPU", {"7 %", "8 %", "9 %"}});
     provider->reload();
     QCoreApplication::processEvents();
     EXPECT_EQ(screen.rebuildCount(), 1);
@@ -125,37 +128,52 @@ TEST(CollectionScreen, CardsAreBoundInPlaceAndRemadeOnlyWhenTheirShapeChanges)
     EXPECT_EQ(screen.cell("a")->x(), aColumn);
 
     // The same number of leaves in another order fails the bind too.
-    provider->current[0].items[1].data = Rows{"RAM", {"4 GB"}, true};
+    provider->current[0].items[1] = item("b", Rows{"RAM", {"4 GB"}, true});
     provider->reload();
     EXPECT_NE(screen.cell("b"), b);
     EXPECT_EQ(screen.replacedCellCount(), 5);
 
-    // A model of another type under the same reuse identifier is remade rather than misread.
-    provider->current[0].items[1].data = std::string("not rows");
+    // A card asked to bind a model of another type refuses rather than misreads it; on the
+    // screen, another type in the same place is another shape: the whole content again.
+    auto* card = dynamic_cast<BindableCell*>(screen.cell("b"));
+    ASSERT_TRUE(card);
+    EXPECT_FALSE(card->bind(item("b", std::string("not rows"))));
+    provider->current[0].items[1] = item("b", std::string("not rows"));
     provider->reload();
-    EXPECT_EQ(screen.replacedCellCount(), 7);
+    EXPECT_EQ(screen.rebuildCount(), 2);
+    EXPECT_EQ(static_cast<QLabel*>(screen.cell("b"))->text(), "not rows");
 
     // Fresh identifiers at every build, as the Dashboard gives its cards, keep the cells: they
     // are matched by place and kind, and found by their new identifiers.
-    provider->current[0].items[1].data = Rows{"RAM", {"4 GB"}};
+    provider->current[0].items[1] = item("b", Rows{"RAM", {"4 GB"}});
     provider->reload();
-    provider->current[0].items[1] = item("b2", "rows", Rows{"RAM", {"5 GB"}});
+    EXPECT_EQ(screen.rebuildCount(), 3);
+    provider->current[0].items[1] = item("b2", Rows{"RAM", {"5 GB"}});
     const int replaced = screen.replacedCellCount();
     QWidget* b2 = screen.cell("b");
     provider->reload();
-    EXPECT_EQ(screen.rebuildCount(), 1);
+    EXPECT_EQ(screen.rebuildCount(), 3);
     EXPECT_EQ(screen.cell("b2"), b2);
     EXPECT_EQ(screen.cell("b"), nullptr);
     EXPECT_EQ(texts(b2), (QStringList{"RAM", "5 GB"}));
     EXPECT_EQ(screen.replacedCellCount(), replaced + 1) << "the plain cell only";
 
-    // An item more, or other kinds of cell in the same places: the whole content again.
-    provider->current[0].items.push_back(item("d", "rows", Rows{"GPU", {}}));
+    // A model no view is registered for shows which cell it is.
+    provider->current[0].items[2] = item("c", 42);
     provider->reload();
-    EXPECT_EQ(screen.rebuildCount(), 2);
+    EXPECT_EQ(screen.rebuildCount(), 4);
+    EXPECT_EQ(static_cast<QLabel*>(screen.cell("c"))->text(), "No view for the cell \"c\"");
+    provider->current[0].items[2] = item("c", std::string("plain"));
+    provider->reload();
+    EXPECT_EQ(screen.rebuildCount(), 5);
+
+    // An item more, or other kinds of cell in the same places: the whole content again.
+    provider->current[0].items.push_back(item("d", Rows{"GPU", {}}));
+    provider->reload();
+    EXPECT_EQ(screen.rebuildCount(), 6);
     std::swap(provider->current[0].items[1], provider->current[0].items[2]);
     provider->reload();
-    EXPECT_EQ(screen.rebuildCount(), 3);
+    EXPECT_EQ(screen.rebuildCount(), 7);
     EXPECT_EQ(texts(screen.cell("d")), (QStringList{"GPU"}));
     EXPECT_EQ(texts(screen.cell("b2")), (QStringList{"RAM", "5 GB"}));
 }
@@ -164,7 +182,7 @@ TEST(CollectionScreen, RolesFollowTheThemeWithoutAnApplicationStyleSheet)
 {
     TarnelThemeManager::shared().setTheme(quendal::Theme::light);
     auto provider = std::make_shared<Provider>();
-    provider->current = {masonry({item("a", "rows", Rows{"CPU", {"1 %"}})})};
+    provider->current = {masonry({item("a", Rows{"CPU", {"1 %"}})})};
     CollectionScreen screen(provider, renderers());
     screen.show();
     auto labels = screen.cell("a")->findChildren<QLabel*>();

@@ -10,6 +10,7 @@
 #include "TarnelKit/Stats/StatsClient.h"
 
 #include "ChildProcess.h"
+#include "DashboardCardKinds.h"
 #include "LaptopDashboardProvider.h"
 #include "Screenshots.h"
 #include "TestSupport.h"
@@ -84,7 +85,7 @@ TEST(DashboardScreen, ALaptopWithABatteryAndTwoGraphicsDevices)
     QTest::qWait(100);
     const auto sections = provider->sections();
     ASSERT_EQ(sections[1].items.size(), 6u) << "battery, storage, CPU, RAM and two GPUs";
-    EXPECT_EQ(sections[1].items[0].cellReuseIdentifier, "battery");
+    EXPECT_TRUE(sections[1].items[0].as<BatteryOverviewModel>());
     const auto* header = sections[0].items[0].as<LargeEntityHeaderModel>();
     ASSERT_TRUE(header);
     EXPECT_EQ(header->sizeTitle, "2022") << "the first part of the parenthesis that holds a year";
@@ -131,10 +132,7 @@ TEST(DashboardScreen, LiveValuesFromTheSessionDaemonOnThisMachine)
     EXPECT_TRUE(store.value(W::memoryPressure)) << "this machine reports memory pressure";
     EXPECT_FALSE(store.processUsages[W::processCPUUsage].empty());
     const auto sections = provider->sections();
-    std::vector<std::string> kinds;
-    for (const auto& item : sections[1].items)
-        kinds.push_back(item.cellReuseIdentifier);
-    EXPECT_EQ(kinds, (std::vector<std::string>{"storage", "cpu", "ram"})) << "no battery and no GPU on this machine";
+    EXPECT_EQ(tarnel::testing::cardKinds(sections[1]), (std::vector<std::string>{"storage", "cpu", "ram"})) << "no battery and no GPU on this machine";
     save(window, "dashboard-live");
 }
 

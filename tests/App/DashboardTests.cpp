@@ -3,6 +3,9 @@
 #include "App/Dashboard/MachineDescription.h"
 #include "App/Dashboard/StorageOverview.h"
 
+#include "QuendalFoundation/Formatting/ByteCountFormatter.h"
+
+#include "DashboardCardKinds.h"
 #include "VirtualTime.h"
 
 #include <gtest/gtest.h>
@@ -62,14 +65,7 @@ struct Dashboard {
             store, catalog, inventory, nullptr, [](const StatsProcessUsageSnapshot& p) { return "icon:" + p.name; },
             [] { return quendal::TemperatureUnitFormat::celsius; }});
     }
-    std::vector<std::string> cardKinds()
-    {
-        std::vector<std::string> kinds;
-        const auto built = provider->sections();
-        for (const auto& item : built.at(1).items)
-            kinds.push_back(item.cellReuseIdentifier);
-        return kinds;
-    }
+    std::vector<std::string> cardKinds() { return tarnel::testing::cardKinds(provider->sections().at(1)); }
     std::shared_ptr<DashboardDaemonStatsStore> store;
     std::shared_ptr<HardwareCatalogStore> catalog;
     std::shared_ptr<SystemInventoryStore> inventory;
@@ -127,6 +123,7 @@ TEST(Dashboard, CardsArriveWithTheirDataAndBatteryHealthAboveTheRangeIsHidden)
     EXPECT_EQ(d.cardKinds(), (std::vector<std::string>{"storagePlaceholder", "cpuPlaceholder", "ramPlaceholder"}))
         << "before the first batch: no battery card, placeholders for storage, CPU and RAM";
     ASSERT_EQ(d.provider->sections().at(0).identifier, "header");
+    EXPECT_EQ(tarnel::testing::cardKind(d.provider->sections().at(0).items.at(0)), "header");
 
     StatsUpdateBatch b;
     b.values = {value(W::batteryCharge, 0.8), value(W::batteryHealth, 2.56), value(W::cpuUsage, 0.25),
@@ -136,6 +133,13 @@ TEST(Dashboard, CardsArriveWithTheirDataAndBatteryHealthAboveTheRangeIsHidden)
         p.statistic = W::processCPUUsage;
         p.name = "p" + std::to_string(i);
         p.fraction = 0.1 * (7 - i);
+        b.processUsages.push_back(p);
+    }
+    for (double bytes : {2e9, -5.0}) {
+        StatsProcessUsageSnapshot p;
+        p.statistic = W::processRAMUsage;
+        p.name = "m" + std::to_string(b.processUsages.size());
+        p.value = bytes;
         b.processUsages.push_back(p);
     }
     StatsTemperatureSnapshot soc;
@@ -156,15 +160,20 @@ TEST(Dashboard, CardsArriveWithTheirDataAndBatteryHealthAboveTheRangeIsHidden)
     const auto* cpu = sections[1].items[2].as<CPUOverviewModel>();
     ASSERT_TRUE(cpu);
     EXPECT_EQ(cpu->lastUsagePercent, 25u);
-    ASSERT_EQ(cpu->appEntries.size(), 5u) << "the first five, daemon order kept";
+    ASSERT_EQ(cpu->appEntries.size(), 7u) << "every process the daemon sent: it decides how many, in its order";
     EXPECT_EQ(cpu->appEntries[0].title, "p0");
     EXPECT_EQ(cpu->appEntries[0].icon, "icon:p0");
+    EXPECT_EQ(cpu->appEntries[6].title, "p6");
+    EXPECT_EQ(cpu->appEntries[6].formattedValue, "10\u2008%");
     EXPECT_EQ(cpu->chartEntries[1].percent, 0u) << "user usage absent reads 0";
     EXPECT_EQ(cpu->temperature, 51.6) << "the SoC group when the CPU group is empty";
     const auto* ram = sections[1].items[3].as<RAMOverviewModel>();
     ASSERT_TRUE(ram);
     EXPECT_EQ(ram->freeEntry.formattedValue, "8 GB");
     EXPECT_EQ(ram->usageEntries[0].formattedValue, "-") << "a statistic without value shows a dash";
+    ASSERT_EQ(ram->appEntries.size(), 2u) << "the memory card lists the memory processes alone";
+    EXPECT_EQ(ram->appEntries[0].formattedValue, "2 GB");
+    EXPECT_EQ(ram->appEntries[1].formattedValue, quendal::ByteCountFormatter::string(0)) << "a negative size reads as none";
     EXPECT_NE(sections[1].items[2].identifier, d.provider->sections()[1].items[2].identifier)
         << "every card but the battery is new at each build";
 }

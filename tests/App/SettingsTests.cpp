@@ -50,7 +50,8 @@ TEST(Settings, SectionsInOrderShowingWhatIsStored)
     EXPECT_EQ(sections[1].header, "Monitor");
     EXPECT_EQ(sections[2].header, "Appearance");
     ASSERT_EQ(sections[2].items.size(), 2u);
-    EXPECT_EQ(sections[2].items[0].cellReuseIdentifier, "menu");
+    EXPECT_TRUE(sections[2].items[0].as<SettingsMenuModel>());
+    EXPECT_FALSE(sections[2].items[0].as<SettingsSwitchModel>()) << "a cell holds the one type it was made with";
 
     // A fresh installation: the switch on, the theme and the unit following the system.
     auto login = f.row<SettingsSwitchModel>("runMonitorAtLogin");

@@ -2,6 +2,7 @@
 
 #include "TarnelFoundation/Catalog/HardwareCatalog.h"
 #include "TarnelFoundation/Catalog/SystemInventory.h"
+#include "TarnelFoundation/Codec/Codec.h"
 #include "TarnelFoundation/Statistics/StatsSnapshots.h"
 
 namespace tarnel::testing {

@@ -3,6 +3,7 @@
 #include "SampleRecords.h"
 
 #include "TarnelFoundation/Catalog/DisplayCatalog.h"
+#include "TarnelFoundation/Codec/Record.h"
 #include "TarnelXPC/Wire/ValueCoding.h"
 
 #include <gtest/gtest.h>

@@ -1,35 +1,53 @@
 #pragma once
 
-#include <any>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace tarnel {
 
-// One cell of a card screen: its data is the view model of one card type.
+// Names a cell's view model type without RTTI: one address per type. Views are registered by
+// it, so a provider and its view agree on a type the compiler checks, not on a string.
+using CellKind = const void*;
+
+template <class Model>
+CellKind cellKind()
+{
+    static constexpr char tag = 0;
+    return &tag;
+}
+
+// One cell of a card screen: its model is the view model of one card type.
 struct CollectionViewCellModel {
     std::string identifier;
-    std::string cellReuseIdentifier;
-    std::any data;
     bool itemIsSelectable = false;
     std::function<void()> onSelect;
 
-    static CollectionViewCellModel make(std::string identifier, std::string reuse, std::any data)
+    template <class Model>
+    static CollectionViewCellModel make(std::string identifier, Model model)
     {
-        CollectionViewCellModel model;
-        model.identifier = std::move(identifier);
-        model.cellReuseIdentifier = std::move(reuse);
-        model.data = std::move(data);
-        return model;
+        CollectionViewCellModel cell;
+        cell.identifier = std::move(identifier);
+        cell.kind_ = cellKind<Model>();
+        cell.model_ = std::make_shared<const Model>(std::move(model));
+        return cell;
     }
 
+    CellKind kind() const { return kind_; }
+
+    // The model, or null when the cell holds another type.
     template <class Model>
     const Model* as() const
     {
-        return std::any_cast<Model>(&data);
+        return kind_ == cellKind<Model>() ? static_cast<const Model*>(model_.get()) : nullptr;
     }
+
+private:
+    CellKind kind_ = nullptr;
+    // Shared, never changed: copies of a section share their models.
+    std::shared_ptr<const void> model_;
 };
 
 struct CollectionViewSection {

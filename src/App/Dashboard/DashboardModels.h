@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace tarnel {
@@ -101,9 +102,26 @@ struct LargeEntityHeaderModel {
 
 struct PlaceholderDeviceOverviewModel {
     enum class Style { large, standard };
+    // The card it stands for until that card's first values come.
+    enum class Device { cpu, ram };
     Style style = Style::standard;
+    Device device = Device::cpu;
 };
 
 struct PlaceholderStorageOverviewModel {};
+
+// Every model a Dashboard cell holds. The provider makes cells of these types only and the
+// view must draw each of them: a card missing on either side fails to compile.
+template <class... Models>
+struct DashboardModelList {
+    template <class Model>
+    static constexpr bool contains = (std::is_same_v<Model, Models> || ...);
+};
+using DashboardModels =
+    DashboardModelList<LargeEntityHeaderModel, BatteryOverviewModel, StorageOverviewModel, PlaceholderStorageOverviewModel,
+                       CPUOverviewModel, RAMOverviewModel, GPUOverviewModel, PlaceholderDeviceOverviewModel>;
+
+template <class Model>
+concept DashboardModel = DashboardModels::contains<Model>;
 
 } // namespace tarnel

@@ -25,9 +25,10 @@ std::string bytesText(double bytes)
     return quendal::ByteCountFormatter::string(static_cast<std::int64_t>(std::llround(std::max(0.0, bytes))));
 }
 
-CollectionViewCellModel cell(std::string identifier, std::string reuse, std::any data)
+template <DashboardModel Model>
+CollectionViewCellModel cell(std::string identifier, Model model)
 {
-    return CollectionViewCellModel::make(std::move(identifier), std::move(reuse), std::move(data));
+    return CollectionViewCellModel::make(std::move(identifier), std::move(model));
 }
 
 // Every card but the battery gets a new identifier at each build.
@@ -36,10 +37,9 @@ std::string freshIdentifier()
     return UUID::random().text();
 }
 
-// The reuse identifier tells the screen which card is waiting.
-CollectionViewCellModel largePlaceholder(std::string reuse)
+CollectionViewCellModel largePlaceholder(PlaceholderDeviceOverviewModel::Device device)
 {
-    return cell(freshIdentifier(), std::move(reuse), PlaceholderDeviceOverviewModel{PlaceholderDeviceOverviewModel::Style::large});
+    return cell(freshIdentifier(), PlaceholderDeviceOverviewModel{PlaceholderDeviceOverviewModel::Style::large, device});
 }
 
 } // namespace
@@ -130,9 +130,8 @@ std::string DashboardProvider::temperatureText(double celsius) const
 std::vector<CollectionViewSection> DashboardProvider::sections()
 {
     CollectionViewSection header{"header", {}, CollectionViewSection::Layout::list, std::nullopt, std::nullopt};
-    header.items.push_back(cell("header", "header",
-                                machine::header(sources_.systemInventoryStore->snapshot.value(),
-                                                sources_.catalogStore->snapshot.value())));
+    header.items.push_back(cell("header", machine::header(sources_.systemInventoryStore->snapshot.value(),
+                                                          sources_.catalogStore->snapshot.value())));
     CollectionViewSection cards{"dashboard", {}, CollectionViewSection::Layout::masonry, std::nullopt, std::nullopt};
     if (auto battery = batteryCard())
         cards.items.push_back(std::move(*battery));
@@ -154,15 +153,15 @@ std::optional<CollectionViewCellModel> DashboardProvider::batteryCard() const
     model.chargePercentage = store.percentage(WidgetStatistic::batteryCharge);
     if (auto health = store.percentage(WidgetStatistic::batteryHealth); health && *health >= 0 && *health < 256)
         model.healthPercentage = static_cast<std::uint8_t>(*health);
-    return cell("battery", "battery", model);
+    return cell("battery", std::move(model));
 }
 
 CollectionViewCellModel DashboardProvider::storageCard() const
 {
     auto rows = storageOverview(sources_.statsStore->storageVolumes, sources_.catalogStore->snapshot.value());
     if (rows.empty())
-        return cell(freshIdentifier(), "storagePlaceholder", PlaceholderStorageOverviewModel{});
-    return cell(freshIdentifier(), "storage", StorageOverviewModel{std::move(rows)});
+        return cell(freshIdentifier(), PlaceholderStorageOverviewModel{});
+    return cell(freshIdentifier(), StorageOverviewModel{std::move(rows)});
 }
 
 CollectionViewCellModel DashboardProvider::cpuCard() const
@@ -170,7 +169,7 @@ CollectionViewCellModel DashboardProvider::cpuCard() const
     const auto& store = *sources_.statsStore;
     const auto* usage = store.value(WidgetStatistic::cpuUsage);
     if (!usage || !usage->fraction)
-        return largePlaceholder("cpuPlaceholder");
+        return largePlaceholder(PlaceholderDeviceOverviewModel::Device::cpu);
     CPUOverviewModel model;
     model.title = machine::cleanedProcessorName(sources_.systemInventoryStore->snapshot.value().cpu.name);
     model.icon = "cpu";
@@ -181,12 +180,9 @@ CollectionViewCellModel DashboardProvider::cpuCard() const
         {localized("dashboard_cpu_user"), percentOr0(WidgetStatistic::cpuUserUsage), CardColor::blueTowardsTeal},
     };
     model.usageHistory = store.cpuUsageHistory;
-    if (auto found = store.processUsages.find(WidgetStatistic::processCPUUsage); found != store.processUsages.end())
-        for (std::size_t i = 0; i < found->second.size() && i < 5; ++i) {
-            const auto& process = found->second[i];
-            model.appEntries.push_back({process.name, sources_.processIcon ? sources_.processIcon(process) : std::string(),
-                                        percentText(process.fraction.value_or(0))});
-        }
+    model.appEntries = topProcesses(WidgetStatistic::processCPUUsage, [](const StatsProcessUsageSnapshot& process) {
+        return percentText(process.fraction.value_or(0));
+    });
     const StatsTemperatureSnapshot* reading = nullptr;
     for (auto group : {WidgetStatistic::cpuGroupTemperatureSensor, WidgetStatistic::socGroupTemperatureSensor}) {
         auto found = store.temperatures.find(group);
@@ -201,14 +197,14 @@ CollectionViewCellModel DashboardProvider::cpuCard() const
     } else {
         model.formattedTemperature = "-";
     }
-    return cell(freshIdentifier(), "cpu", std::move(model));
+    return cell(freshIdentifier(), std::move(model));
 }
 
 CollectionViewCellModel DashboardProvider::ramCard() const
 {
     const auto& store = *sources_.statsStore;
     if (!store.value(WidgetStatistic::memoryPressure))
-        return largePlaceholder("ramPlaceholder");
+        return largePlaceholder(PlaceholderDeviceOverviewModel::Device::ram);
     auto entry = [&](WidgetStatistic s, const char* key, CardColor color, bool bytes) {
         const auto* v = store.value(s);
         ValueEntry e;
@@ -228,14 +224,24 @@ CollectionViewCellModel DashboardProvider::ramCard() const
                           entry(WidgetStatistic::ramActive, "memory_active", CardColor::systemPink, true),
                           entry(WidgetStatistic::ramCompressed, "memory_compressed", CardColor::systemOrange, true)};
     model.freeEntry = entry(WidgetStatistic::ramAvailable, "memory_available", CardColor::neutralFill, true);
-    if (auto found = store.processUsages.find(WidgetStatistic::processRAMUsage); found != store.processUsages.end())
-        for (std::size_t i = 0; i < found->second.size() && i < 5; ++i) {
-            const auto& process = found->second[i];
-            const double bytes = process.value && *process.value > 0 ? *process.value : 0;
-            model.appEntries.push_back({process.name, sources_.processIcon ? sources_.processIcon(process) : std::string(),
-                                        bytesText(bytes)});
-        }
-    return cell(freshIdentifier(), "ram", std::move(model));
+    model.appEntries = topProcesses(WidgetStatistic::processRAMUsage, [](const StatsProcessUsageSnapshot& process) {
+        return bytesText(process.value && *process.value > 0 ? *process.value : 0);
+    });
+    return cell(freshIdentifier(), std::move(model));
+}
+
+std::vector<AppEntry> DashboardProvider::topProcesses(WidgetStatistic statistic,
+                                                       std::string (*formattedValue)(const StatsProcessUsageSnapshot&)) const
+{
+    std::vector<AppEntry> entries;
+    const auto& usages = sources_.statsStore->processUsages;
+    auto found = usages.find(statistic);
+    if (found == usages.end())
+        return entries;
+    for (const auto& process : found->second)
+        entries.push_back({process.name, sources_.processIcon ? sources_.processIcon(process) : std::string(),
+                           formattedValue(process)});
+    return entries;
 }
 
 std::vector<CollectionViewCellModel> DashboardProvider::gpuCards() const
@@ -284,7 +290,7 @@ std::vector<CollectionViewCellModel> DashboardProvider::gpuCards() const
             model.usageHistory = history->second;
         model.bottomStats = {fromFraction("gpu_coreClockMHz", usage.coreClockUsedFraction),
                              fromFraction("gpu_memoryClockMHz", usage.memoryClockUsedFraction)};
-        cards.push_back(cell(freshIdentifier(), "gpu", std::move(model)));
+        cards.push_back(cell(freshIdentifier(), std::move(model)));
     }
     return cards;
 }

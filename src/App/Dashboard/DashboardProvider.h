@@ -55,6 +55,9 @@ private:
     static asio::awaitable<void> loadStatic(std::weak_ptr<DashboardProvider> weak, std::shared_ptr<HardwareCatalogStore> catalog,
                                             std::shared_ptr<SystemInventoryStore> inventory);
     std::string temperatureText(double celsius) const;
+    // The rows of the processes the daemon sent for `statistic`: as many as it sends, in its order.
+    std::vector<AppEntry> topProcesses(WidgetStatistic statistic,
+                                       std::string (*formattedValue)(const StatsProcessUsageSnapshot&)) const;
 
     Sources sources_;
     std::optional<quendal::Cancellable> startupStatsCancellable_;

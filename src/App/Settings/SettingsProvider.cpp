@@ -61,7 +61,7 @@ CollectionViewCellModel SettingsProvider::runAtLoginRow()
                                       self->reload();
                                   }
                               }};
-    return CollectionViewCellModel::make("runMonitorAtLogin", "switch", std::move(model));
+    return CollectionViewCellModel::make("runMonitorAtLogin", std::move(model));
 }
 
 CollectionViewCellModel SettingsProvider::themeRow()
@@ -75,7 +75,7 @@ CollectionViewCellModel SettingsProvider::themeRow()
                                 self->sources_.setTheme(quendal::allThemes[index]);
                                 self->reload();
                             }};
-    return CollectionViewCellModel::make("theme", "menu", std::move(model));
+    return CollectionViewCellModel::make("theme", std::move(model));
 }
 
 CollectionViewCellModel SettingsProvider::temperatureRow()
@@ -93,7 +93,7 @@ CollectionViewCellModel SettingsProvider::temperatureRow()
                                                std::string(quendal::rawValue(quendal::allTemperatureUnitFormats[index])));
                                 self->reload();
                             }};
-    return CollectionViewCellModel::make("temperatureUnit", "menu", std::move(model));
+    return CollectionViewCellModel::make("temperatureUnit", std::move(model));
 }
 
 } // namespace tarnel

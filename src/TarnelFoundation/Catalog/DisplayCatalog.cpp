@@ -1,4 +1,5 @@
 #include "TarnelFoundation/Catalog/DisplayCatalog.h"
+#include "TarnelFoundation/Codec/Record.h"
 
 namespace tarnel {
 

@@ -1,6 +1,8 @@
 #pragma once
 
-#include "TarnelFoundation/Codec/Codec.h"
+#include "TarnelFoundation/Codec/CodecFwd.h"
+#include "TarnelFoundation/Codec/Date.h"
+#include "TarnelFoundation/Codec/Value.h"
 
 #include <optional>
 #include <string>

@@ -1,4 +1,5 @@
 #include "TarnelFoundation/Catalog/HardwareCatalog.h"
+#include "TarnelFoundation/Codec/Record.h"
 
 #include <algorithm>
 #include <cctype>

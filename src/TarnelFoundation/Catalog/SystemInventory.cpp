@@ -1,4 +1,5 @@
 #include "TarnelFoundation/Catalog/SystemInventory.h"
+#include "TarnelFoundation/Codec/Record.h"
 
 namespace tarnel {
 

@@ -1,4 +1,5 @@
 #include "TarnelFoundation/Codec/Codec.h"
+#include "TarnelFoundation/Codec/Record.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,4 +1,5 @@
 #include "TarnelFoundation/Statistics/StatisticsModel.h"
+#include "TarnelFoundation/Codec/Record.h"
 
 #include <atomic>
 #include <numeric>

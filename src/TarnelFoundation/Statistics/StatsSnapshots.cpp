@@ -1,4 +1,5 @@
 #include "TarnelFoundation/Statistics/StatsSnapshots.h"
+#include "TarnelFoundation/Codec/Record.h"
 
 namespace tarnel {
 

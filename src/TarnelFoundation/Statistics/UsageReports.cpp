@@ -1,4 +1,5 @@
 #include "TarnelFoundation/Statistics/UsageReports.h"
+#include "TarnelFoundation/Codec/Record.h"
 
 #include "QuendalFoundation/Formatting/ByteCountFormatter.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TarnelFoundation/Codec/Codec.h"
+#include "TarnelFoundation/Codec/CodecFwd.h"
 
 #include <array>
 #include <cstdint>
