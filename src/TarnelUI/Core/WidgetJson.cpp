@@ -81,15 +81,73 @@ std::int64_t readDefaulted(const Json& object, std::string_view key, std::int64_
     return found->get<std::int64_t>();
 }
 
+namespace {
+
+// The records' codec works on its value tree; documents are nlohmann trees. Converting tree to
+// tree keeps the codec the one writer of a record without a detour through text.
+Json toDocument(const Value& value)
+{
+    switch (value.kind()) {
+    case Value::Kind::Null: return nullptr;
+    case Value::Kind::Bool: return *value.asBool();
+    case Value::Kind::Int64: return *value.asInt64();
+    case Value::Kind::UInt64: return *value.asUInt64();
+    case Value::Kind::Double: return *value.asDouble();
+    case Value::Kind::String: return *value.asString();
+    case Value::Kind::Data: break;
+    case Value::Kind::Array: {
+        auto array = Json::array();
+        for (const auto& element : *value.asArray())
+            array.push_back(toDocument(element));
+        return array;
+    }
+    case Value::Kind::Dictionary: {
+        auto object = Json::object();
+        for (const auto& [key, element] : *value.asDictionary())
+            object[key] = toDocument(element);
+        return object;
+    }
+    }
+    throw std::logic_error("bytes have no place in a Monitor document");
+}
+
+Value toValue(const Json& document)
+{
+    switch (document.type()) {
+    case Json::value_t::null: return Value(Value::Null{});
+    case Json::value_t::boolean: return Value(document.get<bool>());
+    case Json::value_t::number_integer: return Value(document.get<std::int64_t>());
+    case Json::value_t::number_unsigned: return Value(document.get<std::uint64_t>());
+    case Json::value_t::number_float: return Value(document.get<double>());
+    case Json::value_t::string: return Value(document.get<std::string>());
+    case Json::value_t::array: {
+        Value::Array array;
+        for (const auto& element : document)
+            array.push_back(toValue(element));
+        return Value(std::move(array));
+    }
+    case Json::value_t::object: {
+        Value::Dictionary entries;
+        for (const auto& [key, element] : document.items())
+            entries.emplace_back(key, toValue(element));
+        return Value(std::move(entries));
+    }
+    default: throw ModelDecodingError("a value of a kind that no record holds");
+    }
+}
+
+} // namespace
+
 Json encodeStatistics(const WidgetStatisticsSet& statistics)
 {
-    return Json::parse(codec::toJson(statistics));
+    return toDocument(codec::encode(statistics));
 }
 
 WidgetStatisticsSet decodeStatistics(const Json& value)
 {
     try {
-        return codec::fromJson<WidgetStatisticsSet>(value.dump());
+        codec::Decoder decoder(codec::Decoder::Format::json);
+        return codec::decode<WidgetStatisticsSet>(toValue(value), decoder);
     } catch (const codec::DecodingError& failure) {
         throw ModelDecodingError(std::string("statistics: ") + failure.what());
     }
