@@ -1,10 +1,12 @@
 #include "QtExecutor.h"
 #include "Shell/TarnelApplication.h"
+#include "Monitor/MonitorLink.h"
 
 #include "TarnelFoundation/Identity/MonitorAppIdentity.h"
 
 #include "QuendalFoundation/Logging/AppLogger.h"
 #include "QuendalFoundation/Runtime/Runtime.h"
+#include "QuendalFoundation/Runtime/Task.h"
 
 #include <QApplication>
 #include <QStyleFactory>
@@ -29,6 +31,12 @@ int main(int argc, char** argv)
     {
         tarnel::gui::TarnelApplication application(options);
         application.launch();
+        // The Monitor app gets what is stored and runs beside the application.
+        auto monitor = quendal::spawnOnMain(tarnel::MonitorLink::shared().synchronize());
+        QObject::connect(&app, &QGuiApplication::applicationStateChanged, [](Qt::ApplicationState state) {
+            if (state == Qt::ApplicationActive)
+                tarnel::MonitorLink::shared().refreshRunningState();
+        });
         status = QApplication::exec();
     }
     quendal::Runtime::shared().resetMainExecutor();
