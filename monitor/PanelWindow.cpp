@@ -88,34 +88,41 @@ void PanelWindow::keyPressEvent(QKeyEvent* event)
 
 QPixmap statusImage(const ShownPanel& panel, int height, qreal devicePixelRatio)
 {
-    // Each widget takes a column as wide as the item is high: its title above, its value below.
-    const int columns = std::max<int>(1, static_cast<int>(panel.statusWidgets.size()));
-    QPixmap image(QSize(height * columns, height) * devicePixelRatio);
+    // Tray hosts give each item a square; the first status widget fills it, a dot for each of
+    // the others says there is more in the tooltip and the popup.
+    QPixmap image(QSize(height, height) * devicePixelRatio);
     image.setDevicePixelRatio(devicePixelRatio);
     image.fill(Qt::transparent);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::TextAntialiasing);
-    const QColor ink(QStringLiteral("#e8e8e8"));
+    const QColor ink(QStringLiteral("#f2f2f2"));
     QPainterPath tile;
-    tile.addRoundedRect(QRectF(0.5, 0.5, height * columns - 1.0, height - 1.0), height / 5.0, height / 5.0);
+    tile.addRoundedRect(QRectF(0.5, 0.5, height - 1.0, height - 1.0), height / 5.0, height / 5.0);
     painter.fillPath(tile, QColor(QStringLiteral("#2d3440")));
     painter.setPen(ink);
     QFont font = painter.font();
-    font.setPixelSize(std::max(7, height * 2 / 5));
     font.setBold(true);
+    font.setPixelSize(std::max(8, height * 9 / 22));
     painter.setFont(font);
     if (panel.statusWidgets.empty()) {
         painter.drawText(QRectF(0, 0, height, height), Qt::AlignCenter, QStringLiteral("?"));
         return image;
     }
-    for (int column = 0; column < columns; ++column) {
-        const auto& widget = panel.statusWidgets[static_cast<std::size_t>(column)];
-        const QRectF cell(column * height, 0, height, height);
-        const QString title = text(widget.title).left(height >= 40 ? 4 : 3).toUpper();
-        painter.drawText(cell.adjusted(1, 1, -1, -height / 2.0), Qt::AlignHCenter | Qt::AlignBottom, title);
-        // No value yet: a dash where the value will stand.
-        painter.drawText(cell.adjusted(1, height / 2.0, -1, -1), Qt::AlignHCenter | Qt::AlignTop, QStringLiteral("–"));
+    const auto& first = panel.statusWidgets.front();
+    const QRectF cell(0, 0, height, height);
+    const QString title = text(first.title).left(3).toUpper();
+    painter.drawText(cell.adjusted(0, 0, 0, -height / 2.0), Qt::AlignHCenter | Qt::AlignBottom, title);
+    // No value yet: a dash where the value will stand.
+    painter.drawText(cell.adjusted(0, height / 2.0, 0, -height / 8.0), Qt::AlignHCenter | Qt::AlignVCenter,
+                     QStringLiteral("–"));
+    const int more = static_cast<int>(panel.statusWidgets.size()) - 1;
+    const qreal dot = std::max(1.5, height / 14.0);
+    for (int i = 0; i < std::min(more, 4); ++i) {
+        const qreal x = height / 2.0 + (i - (std::min(more, 4) - 1) / 2.0) * dot * 2.5;
+        painter.setBrush(ink);
+        painter.setPen(Qt::NoPen);
+        painter.drawEllipse(QPointF(x, height - dot * 1.8), dot / 1.4, dot / 1.4);
     }
     return image;
 }

@@ -26,8 +26,8 @@ private:
     Style style_;
 };
 
-// The image of a status item: each status widget's title over its value, or the missing-data
-// mark while no value has arrived; readable at 22 and 44 pixels.
+// The square image of a status item: its first status widget's title over its value (a dash
+// while no value has arrived), a dot for each further widget; readable at 22 and 44 pixels.
 QPixmap statusImage(const ShownPanel& panel, int height, qreal devicePixelRatio = 1.0);
 // The same in words, for the tooltip.
 QString statusText(const ShownPanel& panel);

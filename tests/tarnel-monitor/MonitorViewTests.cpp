@@ -167,25 +167,32 @@ TEST(MonitorApp, StatusItemsOpenTheirPopupAndEscapeClosesIt)
     monitor.activate(7);
 }
 
-TEST(MonitorApp, TheStatusImageHasAColumnPerWidgetAtBothSizes)
+TEST(MonitorApp, TheStatusImageIsASquareWithADotPerFurtherWidget)
 {
     application();
-    ShownPanel panel{"id", "CPU", {{"CPU", WidgetKind::cpuUsage}, {"RAM", WidgetKind::ramUsage}}, {}};
-    for (int height : {22, 44}) {
-        auto image = statusImage(panel, height);
-        EXPECT_EQ(image.height(), height);
-        EXPECT_EQ(image.width(), 2 * height);
-        // Something is drawn in each column.
+    auto inkedPixels = [](const QPixmap& image, int top, int bottom) {
         auto pixels = image.toImage();
-        for (int column = 0; column < 2; ++column) {
-            bool inked = false;
-            for (int x = column * height + 2; x < (column + 1) * height - 2 && !inked; ++x)
-                for (int y = 2; y < height - 2 && !inked; ++y)
-                    inked = pixels.pixelColor(x, y).lightness() > 150;
-            EXPECT_TRUE(inked) << height << " " << column;
-        }
+        int count = 0;
+        for (int y = top; y < bottom; ++y)
+            for (int x = 0; x < pixels.width(); ++x)
+                count += pixels.pixelColor(x, y).lightness() > 150 ? 1 : 0;
+        return count;
+    };
+    ShownPanel one{"id", "CPU", {{"CPU", WidgetKind::cpuUsage}}, {}};
+    ShownPanel three{"id", "CPU", {{"CPU", WidgetKind::cpuUsage}, {"RAM", WidgetKind::ramUsage}, {"GPU", WidgetKind::gpuUsage}}, {}};
+    for (int height : {22, 44}) {
+        auto single = statusImage(one, height);
+        EXPECT_EQ(single.size(), QSize(height, height));
+        // The title is drawn in the upper half.
+        EXPECT_GT(inkedPixels(single, 0, height / 2), 0) << height;
+        // The dots of further widgets sit along the bottom edge; a single widget has none.
+        const int bottomBand = height - height / 6;
+        EXPECT_EQ(inkedPixels(single, bottomBand, height), 0) << height;
+        EXPECT_GT(inkedPixels(statusImage(three, height), bottomBand, height), 0) << height;
+        EXPECT_EQ(statusImage(three, height, 2.0).toImage().size(), QSize(2 * height, 2 * height));
     }
     ShownPanel empty{"id", "Empty", {}, {}};
     EXPECT_EQ(statusImage(empty, 22).width(), 22);
     EXPECT_TRUE(statusText(empty).contains(QStringLiteral("Missing Widgets")));
+    EXPECT_EQ(statusText(three).count(QStringLiteral("Missing data")), 3);
 }
