@@ -53,8 +53,10 @@ std::optional<std::chrono::system_clock::time_point> LinuxMonitorApps::modificat
 std::filesystem::path LinuxMonitorApps::resolved(const std::filesystem::path& path)
 {
     std::error_code error;
-    auto canonical = std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
-    return error ? path.lexically_normal() : canonical;
+    // Normalised first, so a ".." through a folder that does not exist still reaches the link.
+    const auto normal = std::filesystem::absolute(path, error).lexically_normal();
+    auto canonical = std::filesystem::weakly_canonical(normal, error);
+    return error ? normal : canonical;
 }
 
 bool LinuxMonitorApps::exists(const std::filesystem::path& file)
