@@ -343,3 +343,20 @@ TEST(MonitorBundleInfo, TheIdentityLineIsFoundAmongBinaryBytes)
     EXPECT_FALSE(parseMonitorBundleInfo("TARNEL-BUNDLE-INFO:a|b"));
     EXPECT_FALSE(parseMonitorBundleInfo("no marker here"));
 }
+
+TEST(MonitorLogin, TheEntryQuotesItsPathAndRemovingNothingIsFine)
+{
+    tarnel::testing::TemporaryDirectory folder("tarnel-autostart");
+    MonitorLoginItem item(folder.path() / "autostart", "/home/me/My \"Apps\"/$bin/tarnel-monitor");
+    EXPECT_FALSE(item.isEnabled());
+    item.setEnabled(false);
+    item.setEnabled(true);
+    ASSERT_TRUE(item.isEnabled());
+    std::ifstream entry(item.file());
+    const std::string text((std::istreambuf_iterator<char>(entry)), {});
+    // The desktop entry format: reserved characters inside quotes take a backslash, itself escaped.
+    EXPECT_NE(text.find("Exec=\"/home/me/My \\\\\"Apps\\\\\"/\\\\$bin/tarnel-monitor\"\n"), std::string::npos) << text;
+    item.setEnabled(false);
+    EXPECT_FALSE(item.isEnabled());
+    EXPECT_FALSE(std::filesystem::exists(item.file()));
+}
