@@ -31,6 +31,23 @@ MonitorApp::MonitorApp(Options options, QObject* parent) : QObject(parent), opti
     usesTray_ = options_.trayAvailable.value_or(QSystemTrayIcon::isSystemTrayAvailable());
     if (!usesTray_)
         quendal::AppLogger::notice("No system tray: showing the panels as windows.", label);
+    // At login the Monitor may start before the desktop's panel: look again now and then.
+    if (!usesTray_ && !options_.trayAvailable) {
+        trayCheck_.setInterval(options_.trayCheckMilliseconds);
+        connect(&trayCheck_, &QTimer::timeout, this, [this] { adoptTrayIfAvailable(QSystemTrayIcon::isSystemTrayAvailable()); });
+        trayCheck_.start();
+    }
+}
+
+bool MonitorApp::adoptTrayIfAvailable(bool available)
+{
+    if (usesTray_ || !available)
+        return false;
+    trayCheck_.stop();
+    usesTray_ = true;
+    quendal::AppLogger::notice("A system tray appeared: moving the panels into it.", label);
+    show(std::move(panels_));
+    return true;
 }
 
 MonitorApp::~MonitorApp() { clear(); }

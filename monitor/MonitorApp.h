@@ -7,6 +7,8 @@
 #include <QPointer>
 #include <QSystemTrayIcon>
 
+#include <QTimer>
+
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -29,6 +31,8 @@ public:
         bool hasBattery = true;
         // Null asks the desktop whether a tray host exists.
         std::optional<bool> trayAvailable;
+        // How often a Monitor showing windows looks for a tray host that started after it.
+        int trayCheckMilliseconds = 5000;
     };
 
     explicit MonitorApp(Options options, QObject* parent = nullptr);
@@ -45,6 +49,8 @@ public:
     std::vector<PanelWindow*> windows() const;
     // Opens the popup of the panel at `index` as its status item would.
     void activate(std::size_t index);
+    // Moves the panels from windows into the tray once a tray host exists; true when it did.
+    bool adoptTrayIfAvailable(bool available);
 
 private:
     struct Item {
@@ -60,6 +66,7 @@ private:
     std::vector<Item> items_;
     std::unique_ptr<ui::MonitorConfigurationSnapshot> snapshot_;
     bool hasSettings_ = false;
+    QTimer trayCheck_;
 };
 
 } // namespace tarnel::monitor

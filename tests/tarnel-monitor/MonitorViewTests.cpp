@@ -130,10 +130,19 @@ TEST(MonitorApp, WithoutATrayEachPanelIsAWindowAndReloadsFollowTheFiles)
         EXPECT_EQ(texts.count(QStringLiteral("Missing data")), static_cast<qsizetype>(expected[i].panelWidgets.size()));
     }
 
+    // A tray host that starts later takes the panels over from the windows.
+    EXPECT_FALSE(monitor.adoptTrayIfAvailable(false));
+    EXPECT_EQ(monitor.windows().size(), expected.size());
+    EXPECT_TRUE(monitor.adoptTrayIfAvailable(true));
+    EXPECT_TRUE(monitor.usesTray());
+    EXPECT_TRUE(monitor.windows().empty());
+    EXPECT_EQ(monitor.trayIcons().size(), expected.size());
+    EXPECT_FALSE(monitor.adoptTrayIfAvailable(true));
+
     // A broken settings file keeps what is shown.
     std::ofstream(directory.path() / MonitorConfigurationStore::settingsFileName) << "{ not json";
     monitor.reload();
-    EXPECT_EQ(monitor.windows().size(), expected.size());
+    EXPECT_EQ(monitor.trayIcons().size(), expected.size());
     EXPECT_EQ(names(monitor.panels()), names(expected));
 }
 
