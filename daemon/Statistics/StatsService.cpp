@@ -6,7 +6,7 @@
 namespace tarnel::daemon {
 
 StatsService::StatsService(quendal::Executor executor, platform::SystemRoot root, SubscriptionManager::Logger log)
-    : collector_(std::make_shared<StatisticsCollector>(root)),
+    : collector_(std::make_shared<StatisticsCollector>(root, &std::chrono::steady_clock::now, log)),
       subscriptions_(std::move(executor),
                      SubscriptionManager::Options{quendal::Runtime::shared().clockPointer(),
                                                   [collector = collector_](const std::set<DaemonService>& services) {

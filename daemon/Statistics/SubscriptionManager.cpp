@@ -45,53 +45,8 @@ StatsUpdateBatch SubscriptionManager::batchFor(const StatsSubscriptionRequest& r
         if (!state.services.contains(service))
             continue;
         carried.insert(service);
-        const auto& a = state.arrays;
-        switch (service) {
-        case DaemonService::battery:
-            batch.battery = a.battery;
-            break;
-        case DaemonService::power:
-            batch.systemUsage = a.systemUsage;
-            break;
-        case DaemonService::processCPUUsage:
-        case DaemonService::processRAMUsage:
-        case DaemonService::processEnergyUsage:
-            for (const auto& p : a.processUsages) {
-                const bool cpu = p.statistic == WidgetStatistic::processCPUUsage;
-                const bool ram = p.statistic == WidgetStatistic::processRAMUsage || p.statistic == WidgetStatistic::processRAMRealUsage;
-                if ((cpu && service == DaemonService::processCPUUsage) || (ram && service == DaemonService::processRAMUsage))
-                    batch.processUsages.push_back(p);
-            }
-            break;
-        case DaemonService::storageUsage:
-            batch.storageVolumes = a.storageVolumes;
-            break;
-        case DaemonService::storageStatistics:
-            batch.storageStatistics = a.storageStatistics;
-            break;
-        case DaemonService::storageSmart:
-            batch.storageSmartReports = a.storageSmartReports;
-            break;
-        case DaemonService::gpuStatistics:
-        case DaemonService::gpuUsage:
-            batch.gpuUsages = a.gpuUsages;
-            break;
-        case DaemonService::sensors:
-            batch.fans = a.fans;
-            batch.temperatures = a.temperatures;
-            break;
-        case DaemonService::networkService:
-            batch.networkServices = a.networkServices;
-            batch.networkInterfaces = a.networkInterfaces;
-            break;
-        case DaemonService::ram:
-        case DaemonService::cpu:
-            break;
-        }
+        collectorOf(service).carry(service, state.arrays, batch);
     }
-    // The battery is the one record the battery statistics travel with as well.
-    if (carried.contains(DaemonService::battery))
-        batch.battery = state.arrays.battery;
     batch.services.assign(carried.begin(), carried.end());
     return batch;
 }
@@ -149,7 +104,7 @@ void SubscriptionManager::ensureLoop()
 asio::awaitable<void> SubscriptionManager::tickLoop()
 {
     while (!subscriptions_.empty()) {
-        co_await options_.clock->sleep(UpdateFrequencyClock::baseInterval());
+        co_await options_.clock->sleep(quendal::Clock::fromSeconds(UpdateFrequencyClock::baseInterval()));
         ++tick_;
         tick();
     }

@@ -3,6 +3,9 @@
 #include "TarnelXPC/Wire/FramedConnection.h"
 #include "TarnelXPC/Wire/ValueCoding.h"
 
+#include "QuendalFoundation/Runtime/PostBack.h"
+#include "QuendalFoundation/Runtime/SharedCompletion.h"
+
 #include <asio/associated_cancellation_slot.hpp>
 #include <asio/async_result.hpp>
 #include <asio/co_spawn.hpp>
@@ -23,6 +26,11 @@ struct XPCClient::Link {
     bool established = false;
     bool terminating = false;
     bool closed = false;
+};
+
+struct XPCClient::Connecting {
+    quendal::SharedCompletion done;
+    std::shared_ptr<Link> link;
 };
 
 namespace {
@@ -116,13 +124,27 @@ asio::awaitable<std::string> XPCClient::openSequence(XPCRoute route, std::option
     co_return id;
 }
 
+XPCClient::SequenceHandler XPCClient::takeSequence(const std::string& requestId)
+{
+    SequenceHandler handler;
+    if (auto it = sequences_.find(requestId); it != sequences_.end()) {
+        handler = std::move(it->second);
+        sequences_.erase(it);
+        countSequences();
+    }
+    return handler;
+}
+
+void XPCClient::countSequences()
+{
+    std::lock_guard lock(stateMutex_);
+    sequenceCount_ = sequences_.size();
+}
+
 void XPCClient::closeSequence(const std::string& requestId)
 {
     asio::post(queue_, [self = shared_from_this(), requestId] {
-        if (self->sequences_.erase(requestId)) {
-            std::lock_guard lock(self->stateMutex_);
-            self->sequenceCount_ = self->sequences_.size();
-        }
+        self->takeSequence(requestId);
     });
 }
 
@@ -150,26 +172,15 @@ asio::awaitable<std::string> XPCClient::openOnQueue(XPCRoute route, std::optiona
     auto link = co_await ensureLink();
     const auto id = request.requestId;
     sequences_[id] = std::move(handler);
-    {
-        std::lock_guard lock(stateMutex_);
-        sequenceCount_ = sequences_.size();
-    }
+    countSequences();
     // The answer to the request itself carries no result; an error in it ends the sequence.
     std::weak_ptr<XPCClient> weak = weak_from_this();
     link->pending[id] = [weak, id](std::optional<ResponseEnvelope> response, std::exception_ptr error) {
         auto self = weak.lock();
         if (!self || !response || !response->error || error)
             return;
-        auto it = self->sequences_.find(id);
-        if (it == self->sequences_.end())
-            return;
-        auto deliver = std::move(it->second);
-        self->sequences_.erase(it);
-        {
-            std::lock_guard lock(self->stateMutex_);
-            self->sequenceCount_ = self->sequences_.size();
-        }
-        deliver(std::move(*response));
+        if (auto deliver = self->takeSequence(id))
+            deliver(std::move(*response));
     };
     link->connection->sendFrame(std::move(frame));
     co_return id;
@@ -179,39 +190,31 @@ asio::awaitable<std::shared_ptr<XPCClient::Link>> XPCClient::ensureLink()
 {
     if (link_)
         co_return link_;
-    if (connecting_) {
-        auto waiter = [this](auto handler) {
-            connectWaiters_.push_back(
-                [h = std::move(handler)](std::shared_ptr<Link> link, std::exception_ptr error) mutable {
-                    auto ex = asio::get_associated_executor(h);
-                    asio::post(ex, [h = std::move(h), link, error]() mutable { std::move(h)(error, link); });
-                });
-        };
-        co_return co_await asio::async_initiate<const asio::use_awaitable_t<>&,
-                                                void(std::exception_ptr, std::shared_ptr<Link>)>(waiter,
-                                                                                                asio::use_awaitable);
+    if (auto pending = connecting_) {
+        // The link this connection made, even when it has closed again since: its sends fail
+        // with the connection's own error.
+        auto waiting = pending->done.wait();
+        co_await std::move(waiting);
+        co_return pending->link;
     }
-    connecting_ = true;
-    std::shared_ptr<Link> link;
+    auto pending = std::make_shared<Connecting>();
+    connecting_ = pending;
     std::exception_ptr error;
     try {
-        link = co_await connect();
+        pending->link = co_await connect();
     } catch (...) {
         error = std::current_exception();
     }
-    connecting_ = false;
-    if (link) {
-        link_ = link;
+    connecting_.reset();
+    if (pending->link) {
+        link_ = pending->link;
         std::lock_guard lock(stateMutex_);
         connected_ = true;
     }
-    auto waiters = std::move(connectWaiters_);
-    connectWaiters_.clear();
-    for (auto& w : waiters)
-        w(link, error);
+    pending->done.complete(error);
     if (error)
         std::rethrow_exception(error);
-    co_return link;
+    co_return pending->link;
 }
 
 asio::awaitable<std::shared_ptr<XPCClient::Link>> XPCClient::connect()
@@ -269,21 +272,15 @@ asio::awaitable<ResponseEnvelope> XPCClient::exchange(std::shared_ptr<Link> link
         auto slot = asio::get_associated_cancellation_slot(handler);
         if (link->closed) {
             auto error = link->established ? XPCError::connectionInterrupted() : XPCError::connectionInvalid();
-            auto ex = asio::get_associated_executor(handler);
-            asio::post(ex, [h = std::move(handler), error]() mutable {
-                std::move(h)(std::make_exception_ptr(error), ResponseEnvelope{});
-            });
+            quendal::postBack(std::move(handler))(std::make_exception_ptr(error), ResponseEnvelope{});
             return;
         }
-        link->pending[id] = [h = std::move(handler)](std::optional<ResponseEnvelope> response,
-                                                     std::exception_ptr error) mutable {
-            auto ex = asio::get_associated_executor(h);
-            asio::post(ex, [h = std::move(h), response = std::move(response), error]() mutable {
-                if (error)
-                    std::move(h)(error, ResponseEnvelope{});
-                else
-                    std::move(h)(nullptr, std::move(*response));
-            });
+        link->pending[id] = [done = quendal::postBack(std::move(handler))](std::optional<ResponseEnvelope> response,
+                                                                            std::exception_ptr error) mutable {
+            if (error)
+                done(error, ResponseEnvelope{});
+            else
+                done(std::exception_ptr{}, std::move(*response));
         };
         if (slot.is_connected()) {
             std::weak_ptr<Link> weak = link;
@@ -337,12 +334,7 @@ void XPCClient::onMessage(const std::shared_ptr<Link>& link, Value message)
         if (it == sequences_.end())
             return; // a result after the end, or for a sequence nobody reads any more
         if (response.isEmpty() || response.error) {
-            auto deliver = std::move(it->second);
-            sequences_.erase(it);
-            {
-                std::lock_guard lock(stateMutex_);
-                sequenceCount_ = sequences_.size();
-            }
+            auto deliver = takeSequence(response.requestId);
             deliver(std::move(response));
         } else {
             it->second(std::move(response));

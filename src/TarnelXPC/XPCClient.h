@@ -59,6 +59,7 @@ public:
 
 private:
     struct Link;
+    struct Connecting;
     using ReplyCompletion = quendal::UniqueFunction<void(std::optional<ResponseEnvelope>, std::exception_ptr)>;
 
     XPCClient(ServiceEndpoint endpoint, ServerRequirement requirement, quendal::Executor transport);
@@ -70,6 +71,9 @@ private:
     asio::awaitable<std::string> openOnQueue(XPCRoute route, std::optional<Value> payload, SequenceHandler handler);
     void onMessage(const std::shared_ptr<Link>& link, Value message);
     void onClosed(const std::shared_ptr<Link>& link, const std::string& reason, bool established);
+    // Forgets a sequence and hands back its handler (empty when it was not open).
+    SequenceHandler takeSequence(const std::string& requestId);
+    void countSequences();
     void log(const std::string& line) const;
 
     ServiceEndpoint endpoint_;
@@ -78,8 +82,7 @@ private:
 
     // Touched only on queue_.
     std::shared_ptr<Link> link_;
-    bool connecting_ = false;
-    std::vector<quendal::UniqueFunction<void(std::shared_ptr<Link>, std::exception_ptr)>> connectWaiters_;
+    std::shared_ptr<Connecting> connecting_; // the connection under way, which later sends wait for
     std::map<std::string, SequenceHandler> sequences_;
     Logger logger_;
     mutable std::mutex stateMutex_; // guards the two counters read from other threads

@@ -1,11 +1,14 @@
 #include "QuendalFoundation/Runtime/AsyncStream.h"
 #include "QuendalFoundation/Runtime/Cancellation.h"
 #include "QuendalFoundation/Runtime/ConsumeWhileAlive.h"
+#include "QuendalFoundation/Runtime/PostBack.h"
 #include "QuendalFoundation/Runtime/Race.h"
 #include "QuendalFoundation/Runtime/RepeatingTimer.h"
 #include "QuendalFoundation/Runtime/SerialQueue.h"
 #include "QuendalFoundation/Runtime/Task.h"
 #include "VirtualTime.h"
+
+#include <asio/bind_executor.hpp>
 
 #include <gtest/gtest.h>
 
@@ -16,13 +19,14 @@
 
 using namespace quendal;
 using tarnel::testing::VirtualTime;
+using namespace std::chrono_literals;
 
 namespace {
 
-asio::awaitable<void> sleepThenMark(Clock& clock, double seconds, bool& finished, bool& cancelled)
+asio::awaitable<void> sleepThenMark(Clock& clock, Clock::Duration duration, bool& finished, bool& cancelled)
 {
     try {
-        co_await clock.sleep(seconds);
+        co_await clock.sleep(duration);
         finished = true;
     } catch (...) {
         cancelled = isCancellation(std::current_exception());
@@ -36,7 +40,7 @@ TEST(Runtime, CancelledSleepEndsAtOnceWithACancellationError)
 {
     VirtualTime time;
     bool finished = false, cancelled = false;
-    auto task = spawn(time.executor(), sleepThenMark(time.clock(), 20, finished, cancelled));
+    auto task = spawn(time.executor(), sleepThenMark(time.clock(), 20s, finished, cancelled));
     time.poll();
     ASSERT_EQ(time.clock().pendingSleeps(), 1u);
     EXPECT_TRUE(task.isRunning());
@@ -54,7 +58,7 @@ TEST(Runtime, CancelledSleepEndsAtOnceWithACancellationError)
     asio::io_context context;
     SystemClock system;
     bool systemCancelled = false, systemFinished = false;
-    auto longSleep = spawn(context.get_executor(), sleepThenMark(system, 3600, systemFinished, systemCancelled));
+    auto longSleep = spawn(context.get_executor(), sleepThenMark(system, 3600s, systemFinished, systemCancelled));
     context.poll();
     longSleep.cancel();
     context.run();
@@ -67,7 +71,7 @@ TEST(Runtime, DroppingATaskHandleCancelsIt)
     VirtualTime time;
     bool finished = false, cancelled = false;
     {
-        auto task = spawn(time.executor(), sleepThenMark(time.clock(), 5, finished, cancelled));
+        auto task = spawn(time.executor(), sleepThenMark(time.clock(), 5s, finished, cancelled));
         time.poll();
     }
     time.run();
@@ -75,7 +79,7 @@ TEST(Runtime, DroppingATaskHandleCancelsIt)
     EXPECT_FALSE(finished);
 
     bool detachedFinished = false, detachedCancelled = false;
-    spawn(time.executor(), sleepThenMark(time.clock(), 5, detachedFinished, detachedCancelled)).detach();
+    spawn(time.executor(), sleepThenMark(time.clock(), 5s, detachedFinished, detachedCancelled)).detach();
     time.run();
     EXPECT_TRUE(detachedFinished);
     EXPECT_EQ(time.elapsedSeconds(), 5.0);
@@ -85,7 +89,7 @@ TEST(Runtime, TaskKeepsTheErrorItEndedWith)
 {
     VirtualTime time;
     auto failing = []() -> asio::awaitable<void> {
-        co_await Runtime::shared().clock().sleep(1.0);
+        co_await Runtime::shared().clock().sleep(1s);
         throw std::runtime_error("broken");
     };
     auto task = spawn(time.executor(), failing());
@@ -99,9 +103,9 @@ TEST(Runtime, RaceReturnsTheFirstResultAndCancelsTheOthers)
 {
     VirtualTime time;
     std::vector<bool> cancelled(3, false);
-    auto child = [&](int index, double seconds) -> asio::awaitable<int> {
+    auto child = [&](int index, Clock::Duration duration) -> asio::awaitable<int> {
         try {
-            co_await time.clock().sleep(seconds);
+            co_await time.clock().sleep(duration);
         } catch (...) {
             cancelled[index] = isCancellation(std::current_exception());
             throw;
@@ -109,9 +113,9 @@ TEST(Runtime, RaceReturnsTheFirstResultAndCancelsTheOthers)
         co_return index + 1;
     };
     std::vector<asio::awaitable<int>> children;
-    children.push_back(child(0, 3));
-    children.push_back(child(1, 1));
-    children.push_back(child(2, 2));
+    children.push_back(child(0, 3s));
+    children.push_back(child(1, 1s));
+    children.push_back(child(2, 2s));
 
     EXPECT_EQ(time.await(race(std::move(children))), 2);
     EXPECT_TRUE(cancelled[0]);
@@ -126,11 +130,11 @@ TEST(Runtime, RaceErrorsAndOuterCancellation)
     VirtualTime time;
     // The first child to end decides, even with an error.
     auto failing = [&]() -> asio::awaitable<int> {
-        co_await time.clock().sleep(0.5);
+        co_await time.clock().sleep(500ms);
         throw std::runtime_error("stream failed");
     };
     auto slow = [&]() -> asio::awaitable<int> {
-        co_await time.clock().sleep(10.0);
+        co_await time.clock().sleep(10s);
         co_return 7;
     };
     std::vector<asio::awaitable<int>> children;
@@ -142,7 +146,7 @@ TEST(Runtime, RaceErrorsAndOuterCancellation)
     int childrenCancelled = 0;
     auto waiting = [&]() -> asio::awaitable<int> {
         try {
-            co_await time.clock().sleep(60.0);
+            co_await time.clock().sleep(60s);
         } catch (...) {
             ++childrenCancelled;
             throw;
@@ -309,10 +313,10 @@ TEST(Runtime, VirtualTimeRunsABackoffTableWithoutWaiting)
 {
     VirtualTime time;
     auto backoff = [&]() -> asio::awaitable<void> {
-        double delay = 0.25;
+        Clock::Duration delay = 250ms;
         for (int attempt = 0; attempt < 6; ++attempt) {
             co_await Runtime::shared().clock().sleep(delay);
-            delay = std::min(delay * 2, 4.0);
+            delay = std::min<Clock::Duration>(delay * 2, 4s);
         }
     };
     auto wallStart = std::chrono::steady_clock::now();
@@ -326,14 +330,14 @@ TEST(Runtime, VirtualTimeFiresSleepsInDeadlineOrder)
 {
     VirtualTime time;
     std::vector<int> order;
-    auto sleeper = [&](int id, double seconds) -> asio::awaitable<void> {
-        co_await time.clock().sleep(seconds);
+    auto sleeper = [&](int id, Clock::Duration duration) -> asio::awaitable<void> {
+        co_await time.clock().sleep(duration);
         order.push_back(id);
     };
-    auto a = spawn(time.executor(), sleeper(1, 3));
-    auto b = spawn(time.executor(), sleeper(2, 1));
-    auto c = spawn(time.executor(), sleeper(3, 2));
-    auto d = spawn(time.executor(), sleeper(4, 1));
+    auto a = spawn(time.executor(), sleeper(1, 3s));
+    auto b = spawn(time.executor(), sleeper(2, 1s));
+    auto c = spawn(time.executor(), sleeper(3, 2s));
+    auto d = spawn(time.executor(), sleeper(4, 1s));
     time.runFor(2.5);
     EXPECT_EQ(order, (std::vector<int>{2, 4, 3}));
     EXPECT_DOUBLE_EQ(time.elapsedSeconds(), 2.5);
@@ -349,7 +353,7 @@ TEST(Runtime, TasksHoldTheirOwnerWeakly)
         Task task;
     };
     auto work = [&](int value) -> asio::awaitable<int> {
-        co_await time.clock().sleep(1.0);
+        co_await time.clock().sleep(1s);
         co_return value;
     };
 
@@ -375,11 +379,25 @@ TEST(Runtime, TasksHoldTheirOwnerWeakly)
     EXPECT_FALSE(deliveredToGhost);
 }
 
+TEST(Runtime, PostBackRunsTheHandlerLaterOnItsOwnExecutor)
+{
+    asio::io_context home;
+    std::vector<std::string> got;
+    auto handler = asio::bind_executor(home, [&](std::unique_ptr<int> value, std::string text) {
+        got.push_back(std::to_string(*value) + text);
+    });
+    auto back = postBack(std::move(handler));
+    std::thread([&] { back(std::make_unique<int>(7), std::string(" from elsewhere")); }).join();
+    EXPECT_TRUE(got.empty()) << "never on the caller's thread or stack";
+    home.poll();
+    EXPECT_EQ(got, std::vector<std::string>{"7 from elsewhere"});
+}
+
 TEST(Runtime, RepeatingTimerTicksOnlyWhileResumed)
 {
     VirtualTime time;
     int ticks = 0;
-    RepeatingTimer timer(time.executor(), 0.5, 0, time.clockPointer());
+    RepeatingTimer timer(time.executor(), 500ms, time.clockPointer());
     timer.setEventHandler([&] { ++ticks; });
     EXPECT_EQ(timer.state(), RepeatingTimer::State::suspended);
     timer.resume();
@@ -393,7 +411,9 @@ TEST(Runtime, RepeatingTimerTicksOnlyWhileResumed)
     timer.resume();
     time.runFor(0.5);
     EXPECT_EQ(ticks, 5);
-    EXPECT_THROW(RepeatingTimer(time.executor(), 0), std::invalid_argument);
+    EXPECT_EQ(timer.interval(), 500ms);
+    EXPECT_THROW(RepeatingTimer(time.executor(), 0ms), std::invalid_argument);
+    EXPECT_THROW(RepeatingTimer(time.executor(), -1s), std::invalid_argument);
 }
 
 TEST(Runtime, SerialQueueRunsInOrderOffTheCallingThread)

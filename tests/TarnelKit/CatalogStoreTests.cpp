@@ -30,7 +30,7 @@ struct FakeLoader {
     static asio::awaitable<Snapshot> answer(FakeLoader* self)
     {
         ++self->calls;
-        co_await self->clock->sleep(1.0);
+        co_await self->clock->sleep(std::chrono::seconds(1));
         if (self->failing)
             throw std::runtime_error("the daemon went away");
         Snapshot snapshot{};

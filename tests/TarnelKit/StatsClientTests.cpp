@@ -67,13 +67,13 @@ struct FakeManager : DaemonReadiness {
         ++readinessWaits;
         // Like the real manager, readiness polls while a recovery runs.
         if (recovering)
-            co_await quendal::Runtime::shared().clock().sleep(0.1);
+            co_await quendal::Runtime::shared().clock().sleep(std::chrono::milliseconds(100));
     }
     asio::awaitable<void> recoverAfterClientSecurityFailure() override
     {
         ++recoveries;
         // A reinstall takes a while.
-        co_await quendal::Runtime::shared().clock().sleep(0.1);
+        co_await quendal::Runtime::shared().clock().sleep(std::chrono::milliseconds(100));
     }
     bool isRecovering() const override { return recovering; }
 };
@@ -232,10 +232,60 @@ TEST_F(StatsClientTest, ReadinessAndManagedFailures)
     EXPECT_FALSE(time.await(monitor->handleManagedDaemonFailure(std::make_exception_ptr(XPCError::insecure()))))
         << "without a manager nothing is handled";
 
-    EXPECT_EQ(StatsClient::backoffDelay(1), 0.25);
-    EXPECT_EQ(StatsClient::backoffDelay(4), 2);
-    EXPECT_EQ(StatsClient::backoffDelay(40), 4);
     EXPECT_FALSE(time.await(monitor->isCompatible()));
+}
+
+TEST_F(StatsClientTest, BackoffDoublesFromAQuarterSecondAndStopsAtFour)
+{
+    using namespace std::chrono_literals;
+    // A quarter second up to the first failure, each failure after doubling it until the fifth,
+    // and four seconds from there on.
+    EXPECT_EQ(StatsClient::backoffDelay(0), 250ms);
+    EXPECT_EQ(StatsClient::backoffDelay(1), 250ms);
+    for (int n = 2; n <= 5; ++n)
+        EXPECT_EQ(StatsClient::backoffDelay(n), 2 * StatsClient::backoffDelay(n - 1)) << n;
+    for (int n : {6, 7, 40, 1000})
+        EXPECT_EQ(StatsClient::backoffDelay(n), 4s) << n;
+}
+
+TEST_F(StatsClientTest, AStreamThatFailsForAnUnexpectedReasonEndsQuietlyButIsLogged)
+{
+    // A manager whose readiness breaks in a way no table row covers.
+    struct BrokenManager : FakeManager {
+        asio::awaitable<void> waitForClientReadiness() override
+        {
+            ++readinessWaits;
+            throw std::runtime_error("the readiness wait broke");
+            co_return;
+        }
+    };
+    auto manager = std::make_shared<BrokenManager>();
+    auto client = makeClient(manager);
+    auto stream = client->updates({WidgetStatistic::cpuUsage}, StatisticUpdateFrequency::fast);
+    int received = 0;
+    auto consumer = quendal::spawn(time.executor(), consume(stream, received));
+    time.runFor(1.0);
+    EXPECT_TRUE(consumer.isFinished()) << "the stream ends";
+    EXPECT_EQ(manager->readinessWaits, 1);
+    EXPECT_FALSE(consumer.error()) << "its consumer sees no error";
+    auto logged = quendal::AppLogger::collectLogs(R"(eventType == logEvent)", 1, std::nullopt);
+    auto mentions = [&](const std::string& text) {
+        return std::count_if(logged.begin(), logged.end(), [&](const auto& l) { return l.find(text) != std::string::npos; });
+    };
+    EXPECT_EQ(mentions("Stats subscription stopped by an unexpected error: the readiness wait broke"), 1);
+
+    // A consumer that stops is no fault: nothing of the kind is logged for it.
+    FakeStatsDaemon daemon(endpoint, time.executor());
+    daemon.mode = FakeStatsDaemon::Mode::sendAndHold;
+    auto healthy = makeClient();
+    auto second = healthy->updates({WidgetStatistic::cpuUsage}, StatisticUpdateFrequency::fast);
+    auto reader = quendal::spawn(time.executor(), consume(second, received));
+    time.runFor(1.0);
+    reader.cancel();
+    time.runFor(1.0);
+    EXPECT_TRUE(reader.isFinished());
+    logged = quendal::AppLogger::collectLogs(R"(eventType == logEvent)", 1, std::nullopt);
+    EXPECT_EQ(mentions("unexpected error"), 1);
 }
 
 TEST_F(StatsClientTest, CancellingDuringABackoffFinishesAtOnceAndUndecodableBatchesInterrupt)

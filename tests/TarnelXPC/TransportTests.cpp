@@ -49,7 +49,7 @@ protected:
         registerHandler(server, echo, [](std::string text, RequestContext c) -> asio::awaitable<std::string> {
             if (text == "throw")
                 throw std::runtime_error("the handler broke");
-            co_await quendal::Runtime::shared().clock().sleep(static_cast<double>(text.size()));
+            co_await quendal::Runtime::shared().clock().sleep(std::chrono::seconds(text.size()));
             co_return text + " from " + std::to_string(c.peer.uid);
         });
         registerHandler(server, count,
@@ -70,13 +70,13 @@ protected:
                             co_return;
                         });
         registerHandler(server, silent, [](RequestContext) -> asio::awaitable<std::string> {
-            co_await quendal::Runtime::shared().clock().sleep(1e9);
+            co_await quendal::Runtime::shared().clock().sleep(std::chrono::seconds(1000000000));
             co_return "never";
         });
         registerHandler(server, forever,
                         [](std::shared_ptr<TypedSequenceSink<std::int64_t>> sink, RequestContext) -> asio::awaitable<void> {
                             sink->send(1);
-                            co_await quendal::Runtime::shared().clock().sleep(1e9);
+                            co_await quendal::Runtime::shared().clock().sleep(std::chrono::seconds(1000000000));
                         });
         server.start();
         client = XPCClient::create(endpoint, ServerRequirement::anyServer(), time.executor());
@@ -298,6 +298,24 @@ TEST_F(Transport, ReconnectsWithANewNoopExchangeAfterAnInterruption)
     auto strict = XPCClient::create(endpoint, ServerRequirement::runningAs(::getuid() + 1), time.executor());
     EXPECT_EQ(awaitError(sendAndReceive(*strict, version)).kind(), XPCError::Kind::insecure);
     EXPECT_FALSE(strict->isConnected());
+
+    // Sends that come while a connection is being made wait for that one, and share its failure.
+    const int admitted = connectionsAdmitted;
+    auto fresh = XPCClient::create(endpoint, ServerRequirement::runningAs(::getuid() + 1), time.executor());
+    std::vector<XPCError::Kind> kinds;
+    auto fail = [](XPCClient& c, std::vector<XPCError::Kind>& out) -> asio::awaitable<void> {
+        try {
+            co_await sendAndReceive(c, version);
+        } catch (const XPCError& e) {
+            out.push_back(e.kind());
+        }
+    };
+    std::vector<quendal::Task> sends;
+    for (int i = 0; i < 3; ++i)
+        sends.push_back(quendal::spawn(time.executor(), fail(*fresh, kinds)));
+    time.runFor(1);
+    EXPECT_EQ(kinds, std::vector<XPCError::Kind>(3, XPCError::Kind::insecure));
+    EXPECT_EQ(connectionsAdmitted, admitted + 1) << "one connection was tried for all three";
 }
 
 TEST_F(Transport, ManyInterleavedRequestsAndTerminationImminent)

@@ -24,7 +24,6 @@ public:
                                  std::chrono::duration_cast<Duration>(duration / speed_));
         co_await timer.async_wait(asio::use_awaitable);
     }
-    using Clock::sleep;
 
 private:
     double speed_;

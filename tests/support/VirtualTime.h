@@ -43,7 +43,8 @@ public:
     }
     // Runs until nothing is left, moving virtual time as needed (at most `limit`).
     void run(std::optional<quendal::Clock::Duration> limit = std::nullopt) { clock_->run(context_, limit); }
-    void runFor(double seconds) { clock_->run(context_, quendal::Clock::fromSeconds(seconds)); }
+    void runFor(quendal::Clock::Duration span) { clock_->run(context_, span); }
+    void runFor(double seconds) { runFor(quendal::Clock::fromSeconds(seconds)); }
     double elapsedSeconds() const { return quendal::Clock::toSeconds(clock_->now().time_since_epoch()); }
 
     // Runs `work` to completion in virtual time and returns its result.
@@ -69,17 +70,11 @@ public:
 
     void await(asio::awaitable<void> work)
     {
-        std::exception_ptr error;
-        bool done = false;
-        asio::co_spawn(context_, std::move(work), [&](std::exception_ptr e) {
-            error = e;
-            done = true;
-        });
-        clock_->runUntil(context_, [&] { return done; });
-        if (!done)
-            throw std::runtime_error("the awaited work never finished");
-        if (error)
-            std::rethrow_exception(error);
+        auto done = [](asio::awaitable<void> w) -> asio::awaitable<bool> {
+            co_await std::move(w);
+            co_return true;
+        };
+        await(done(std::move(work)));
     }
 
 private:

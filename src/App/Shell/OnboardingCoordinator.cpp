@@ -62,7 +62,7 @@ asio::awaitable<void> OnboardingCoordinator::verify(std::weak_ptr<OnboardingCoor
         co_return;
     }
     try {
-        co_await clock->sleep(2.0);
+        co_await clock->sleep(std::chrono::seconds(2));
     } catch (...) {
         co_return; // the status moved on
     }

@@ -1,13 +1,12 @@
 #pragma once
 
+#include "QuendalFoundation/Runtime/PostBack.h"
 #include "QuendalFoundation/Runtime/UniqueFunction.h"
 
 #include <asio/associated_cancellation_slot.hpp>
-#include <asio/associated_executor.hpp>
 #include <asio/async_result.hpp>
 #include <asio/awaitable.hpp>
 #include <asio/error.hpp>
-#include <asio/post.hpp>
 #include <asio/use_awaitable.hpp>
 
 #include <deque>
@@ -48,6 +47,24 @@ class AsyncStream {
             terminated = true;
             reason = why;
             return std::exchange(onTermination, nullptr);
+        }
+
+        // The consumer stops listening: whatever is buffered is dropped and a pending wait ends
+        // with the cancellation error.
+        void cancelByConsumer()
+        {
+            std::function<void(StreamTermination)> handler;
+            UniqueFunction<void(std::error_code)> wake;
+            {
+                std::lock_guard lock(mutex);
+                buffer.clear();
+                handler = terminateLocked(StreamTermination::cancelled);
+                wake = std::move(waiter);
+            }
+            if (handler)
+                handler(StreamTermination::cancelled);
+            if (wake)
+                wake(asio::error::operation_aborted);
         }
     };
 
@@ -147,20 +164,8 @@ public:
     // The consumer stops listening.
     void cancel()
     {
-        if (!state_)
-            return;
-        std::function<void(StreamTermination)> handler;
-        UniqueFunction<void(std::error_code)> wake;
-        {
-            std::lock_guard lock(state_->mutex);
-            state_->buffer.clear();
-            handler = state_->terminateLocked(StreamTermination::cancelled);
-            wake = std::move(state_->waiter);
-        }
-        if (handler)
-            handler(StreamTermination::cancelled);
-        if (wake)
-            wake(asio::error::operation_aborted);
+        if (state_)
+            state_->cancelByConsumer();
     }
 
     // The next value; nullopt at the end. Throws the producer's error, or the cancellation
@@ -191,11 +196,7 @@ private:
         auto state = state_;
         auto initiation = [state](auto handler) {
             auto slot = asio::get_associated_cancellation_slot(handler);
-            auto executor = asio::get_associated_executor(handler);
-            UniqueFunction<void(std::error_code)> complete =
-                [h = std::move(handler), executor](std::error_code ec) mutable {
-                    asio::post(executor, [h = std::move(h), ec]() mutable { std::move(h)(ec); });
-                };
+            UniqueFunction<void(std::error_code)> complete = postBack(std::move(handler));
             {
                 std::lock_guard lock(state->mutex);
                 if (state->buffer.empty() && !state->finished) {
@@ -209,21 +210,8 @@ private:
             if (slot.is_connected()) {
                 std::weak_ptr<State> weak = state;
                 slot.assign([weak](asio::cancellation_type) {
-                    auto s = weak.lock();
-                    if (!s)
-                        return;
-                    std::function<void(StreamTermination)> onEnd;
-                    UniqueFunction<void(std::error_code)> wake;
-                    {
-                        std::lock_guard lock(s->mutex);
-                        s->buffer.clear();
-                        onEnd = s->terminateLocked(StreamTermination::cancelled);
-                        wake = std::move(s->waiter);
-                    }
-                    if (onEnd)
-                        onEnd(StreamTermination::cancelled);
-                    if (wake)
-                        wake(asio::error::operation_aborted);
+                    if (auto s = weak.lock())
+                        s->cancelByConsumer();
                 });
             }
         };

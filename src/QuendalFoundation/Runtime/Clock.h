@@ -20,8 +20,7 @@ public:
     // with asio::error::operation_aborted.
     virtual asio::awaitable<void> sleep(Duration duration) = 0;
 
-    asio::awaitable<void> sleep(double seconds) { return sleep(fromSeconds(seconds)); }
-
+    // Conversions for the places that keep seconds as numbers (dates, reports).
     static constexpr Duration fromSeconds(double seconds)
     {
         return std::chrono::duration_cast<Duration>(std::chrono::duration<double>(seconds));
@@ -37,7 +36,6 @@ class SystemClock final : public Clock {
 public:
     TimePoint now() const override;
     asio::awaitable<void> sleep(Duration duration) override;
-    using Clock::sleep;
 };
 
 } // namespace quendal

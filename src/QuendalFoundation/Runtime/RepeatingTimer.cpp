@@ -4,10 +4,10 @@
 
 namespace quendal {
 
-RepeatingTimer::RepeatingTimer(Executor queue, double timeInterval, double leeway, std::shared_ptr<Clock> clock)
-    : queue_(std::move(queue)), timeInterval_(timeInterval), leeway_(leeway), clock_(std::move(clock))
+RepeatingTimer::RepeatingTimer(Executor queue, Clock::Duration interval, std::shared_ptr<Clock> clock)
+    : queue_(std::move(queue)), interval_(interval), clock_(std::move(clock))
 {
-    if (!(timeInterval > 0))
+    if (interval <= Clock::Duration::zero())
         throw std::invalid_argument("A repeating timer needs a positive interval");
 }
 
@@ -28,7 +28,7 @@ void RepeatingTimer::resume()
                 shared->handler();
         }
     };
-    task_ = spawn(queue_, loop(clock_, shared_, Clock::fromSeconds(timeInterval_)));
+    task_ = spawn(queue_, loop(clock_, shared_, interval_));
 }
 
 void RepeatingTimer::suspend()

@@ -9,15 +9,14 @@
 
 namespace quendal {
 
-// A timer that calls its event handler on `queue` every `timeInterval` seconds while resumed.
+// A timer that calls its event handler on `queue` every `interval` while resumed.
 // The first event comes one interval after resume(). resume() and suspend() do nothing when
 // the timer is already in that state.
 class RepeatingTimer {
 public:
     enum class State { suspended, resumed };
 
-    RepeatingTimer(Executor queue, double timeInterval, double leeway = 0,
-                   std::shared_ptr<Clock> clock = Runtime::shared().clockPointer());
+    RepeatingTimer(Executor queue, Clock::Duration interval, std::shared_ptr<Clock> clock = Runtime::shared().clockPointer());
     ~RepeatingTimer();
     RepeatingTimer(const RepeatingTimer&) = delete;
     RepeatingTimer& operator=(const RepeatingTimer&) = delete;
@@ -27,8 +26,7 @@ public:
     void suspend();
 
     State state() const { return state_; }
-    double timeInterval() const { return timeInterval_; }
-    double leeway() const { return leeway_; }
+    Clock::Duration interval() const { return interval_; }
 
 private:
     struct Shared {
@@ -36,8 +34,7 @@ private:
     };
 
     Executor queue_;
-    double timeInterval_;
-    double leeway_;
+    Clock::Duration interval_;
     std::shared_ptr<Clock> clock_;
     std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
     State state_ = State::suspended;

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "QuendalFoundation/Runtime/Clock.h"
+#include "QuendalFoundation/Runtime/PostBack.h"
 
 #include <asio/any_io_executor.hpp>
 #include <asio/associated_cancellation_slot.hpp>
-#include <asio/associated_executor.hpp>
 #include <asio/bind_cancellation_slot.hpp>
-#include <asio/post.hpp>
 #include <asio/awaitable.hpp>
 #include <asio/co_spawn.hpp>
 #include <asio/use_awaitable.hpp>
@@ -69,12 +68,8 @@ auto hopTo(Executor executor, Work work)
 {
     return asio::async_initiate<const asio::use_awaitable_t<>&, Signature>(
         [executor](auto handler, Work w) {
-            auto caller = asio::get_associated_executor(handler);
             auto slot = asio::get_associated_cancellation_slot(handler);
-            auto completion = [h = std::move(handler), caller](auto... results) mutable {
-                asio::post(caller, [h = std::move(h), ... r = std::move(results)]() mutable { std::move(h)(std::move(r)...); });
-            };
-            asio::co_spawn(executor, std::move(w), asio::bind_cancellation_slot(slot, std::move(completion)));
+            asio::co_spawn(executor, std::move(w), asio::bind_cancellation_slot(slot, postBack(std::move(handler))));
         },
         asio::use_awaitable, std::move(work));
 }

@@ -1,11 +1,10 @@
 #pragma once
 
+#include "QuendalFoundation/Runtime/PostBack.h"
 #include "QuendalFoundation/Runtime/UniqueFunction.h"
 
-#include <asio/associated_executor.hpp>
 #include <asio/async_result.hpp>
 #include <asio/awaitable.hpp>
-#include <asio/post.hpp>
 #include <asio/use_awaitable.hpp>
 
 #include <exception>
@@ -23,12 +22,7 @@ public:
     asio::awaitable<void> wait()
     {
         if (!done_) {
-            auto initiation = [this](auto handler) {
-                auto executor = asio::get_associated_executor(handler);
-                waiters_.push_back([h = std::move(handler), executor]() mutable {
-                    asio::post(executor, [h = std::move(h)]() mutable { std::move(h)(); });
-                });
-            };
+            auto initiation = [this](auto handler) { waiters_.push_back(postBack(std::move(handler))); };
             co_await asio::async_initiate<const asio::use_awaitable_t<>&, void()>(initiation, asio::use_awaitable);
         }
         if (error_)

@@ -1,10 +1,10 @@
 #include "QuendalFoundation/Runtime/VirtualClock.h"
 
 #include <asio/associated_cancellation_slot.hpp>
-#include <asio/associated_executor.hpp>
+#include "QuendalFoundation/Runtime/PostBack.h"
+
 #include <asio/async_result.hpp>
 #include <asio/error.hpp>
-#include <asio/post.hpp>
 #include <asio/use_awaitable.hpp>
 
 namespace quendal {
@@ -19,11 +19,7 @@ asio::awaitable<void> VirtualClock::sleep(Duration duration)
 {
     auto initiation = [this, duration](auto handler) {
         auto slot = asio::get_associated_cancellation_slot(handler);
-        auto executor = asio::get_associated_executor(handler);
-        UniqueFunction<void(std::error_code)> complete =
-            [h = std::move(handler), executor](std::error_code ec) mutable {
-                asio::post(executor, [h = std::move(h), ec]() mutable { std::move(h)(ec); });
-            };
+        UniqueFunction<void(std::error_code)> complete = postBack(std::move(handler));
         std::uint64_t sequence;
         {
             std::lock_guard lock(mutex_);

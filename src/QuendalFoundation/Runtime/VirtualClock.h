@@ -22,7 +22,6 @@ class VirtualClock final : public Clock {
 public:
     TimePoint now() const override;
     asio::awaitable<void> sleep(Duration duration) override;
-    using Clock::sleep;
 
     // Every duration passed to sleep(), in call order.
     std::vector<Duration> requestedSleeps() const;

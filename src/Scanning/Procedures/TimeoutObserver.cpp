@@ -20,7 +20,7 @@ struct TimerState {
 asio::awaitable<void> cancelWhenDue(std::shared_ptr<quendal::Clock> clock, double seconds,
                                     std::weak_ptr<Procedure> weak, Delay delay)
 {
-    co_await clock->sleep(seconds);
+    co_await clock->sleep(quendal::Clock::fromSeconds(seconds));
     if (auto procedure = weak.lock(); procedure && !procedure->isFinished())
         procedure->cancel(std::make_exception_ptr(ProcedureKitError::timedOut(delay)));
 }

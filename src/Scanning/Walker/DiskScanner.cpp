@@ -55,7 +55,7 @@ DiskScanResult DiskScanner::walk(const std::shared_ptr<FileNode>& root)
 {
     filesScanned_ = 0;
     if (progressHandler_) {
-        progressTimer_ = std::make_unique<quendal::RepeatingTimer>(engineEventExecutor(), progressInterval, 0.0);
+        progressTimer_ = std::make_unique<quendal::RepeatingTimer>(engineEventExecutor(), progressInterval);
         std::weak_ptr<bool> alive = alive_;
         progressTimer_->setEventHandler([alive, handler = progressHandler_] {
             if (alive.lock())

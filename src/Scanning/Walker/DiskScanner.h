@@ -37,7 +37,7 @@ public:
     static constexpr std::size_t splitEntryCount = 17;
     // Entries to stat in one batch from which a spare thread of the budget helps.
     static constexpr std::size_t sharedBatchSize = 512;
-    static constexpr double progressInterval = 1.0 / 15.0;
+    static constexpr quendal::Clock::Duration progressInterval = quendal::Clock::fromSeconds(1.0 / 15.0);
 
     explicit DiskScanner(ProgressHandler progressHandler = {}, bool buildTree = false);
     ~DiskScanner();

@@ -10,7 +10,7 @@
 namespace tarnel {
 
 FileScanner::FileScanner(std::string url, std::vector<SearchFileCollector::Evaluator> evaluators)
-    : url_(std::move(url)), evaluators_(std::move(evaluators)), updateTimer_(engineEventExecutor(), 0.1, 0.0)
+    : url_(std::move(url)), evaluators_(std::move(evaluators)), updateTimer_(engineEventExecutor(), std::chrono::milliseconds(100))
 {
     queue_.setMaxConcurrentOperationCount(1);
     queue_.setQualityOfService(QualityOfService::userInitiated);

@@ -231,7 +231,9 @@ asio::awaitable<EndpointCompatibility> DaemonManager::probe(std::string name, Pr
 
 asio::awaitable<DaemonStatus> DaemonManager::connectionStatus()
 {
-    static constexpr std::array delays{0.25, 0.5, 1.0, 2.0, 3.0};
+    using std::chrono::milliseconds;
+    static constexpr std::array delays{milliseconds(250), milliseconds(500), milliseconds(1000), milliseconds(2000),
+                                       milliseconds(3000)};
     using Kind = EndpointCompatibility::Kind;
     for (std::size_t i = 0;; ++i) {
         // Both probes at once, as children of this evaluation.
@@ -259,7 +261,7 @@ asio::awaitable<DaemonStatus> DaemonManager::connectionStatus()
             co_return DaemonStatus::unavailable;
         }
         AppLogger::warning(fmt::format("Daemon XPC endpoints unavailable after attempt {}; retrying in {}: privileged={}, stats={}",
-                                       i + 1, delays[i], privileged.description(), stats.description()),
+                                       i + 1, quendal::Clock::toSeconds(delays[i]), privileged.description(), stats.description()),
                            AppLogger::daemon);
         try {
             co_await environment_.clock->sleep(delays[i]);
@@ -271,7 +273,8 @@ asio::awaitable<DaemonStatus> DaemonManager::connectionStatus()
 
 asio::awaitable<void> DaemonManager::retryLoop(std::weak_ptr<DaemonManager> weak)
 {
-    static constexpr std::array delays{5.0, 10.0, 20.0, 30.0, 60.0};
+    using std::chrono::seconds;
+    static constexpr std::array delays{seconds(5), seconds(10), seconds(20), seconds(30), seconds(60)};
     auto clock = environment_.clock;
     {
         auto self = weak.lock();
@@ -333,7 +336,7 @@ asio::awaitable<void> DaemonManager::install(bool forceUnregister, std::shared_p
             AppLogger::error("Daemon unregister during reinstall failed: " + *failed, AppLogger::daemon);
         } else {
             try {
-                co_await environment_.clock->sleep(0.5);
+                co_await environment_.clock->sleep(std::chrono::milliseconds(500));
             } catch (...) {
             }
         }
@@ -387,7 +390,7 @@ asio::awaitable<void> DaemonManager::waitForClientReadiness()
         if (!isRecovering() && (s == DaemonStatus::requiresApproval || s == DaemonStatus::connected))
             co_return;
         try {
-            co_await environment_.clock->sleep(0.1);
+            co_await environment_.clock->sleep(std::chrono::milliseconds(100));
         } catch (...) {
             co_return;
         }

@@ -222,7 +222,7 @@ asio::awaitable<void> SessionServiceRegistry::registerService()
         if (::waitpid(pid, &status, WNOHANG) == pid)
             throw RegistryError("session", WIFEXITED(status) ? WEXITSTATUS(status) : -1,
                                 fmt::format("{} exited at start; see {}", daemonProgram_.string(), log));
-        co_await clock_->sleep(0.05);
+        co_await clock_->sleep(std::chrono::milliseconds(50));
     }
     throw RegistryError("session", -1, fmt::format("{} did not start within 5 seconds; see {}", daemonProgram_.string(), log));
 }
@@ -242,7 +242,7 @@ asio::awaitable<void> SessionServiceRegistry::unregisterService()
         ::waitpid(static_cast<pid_t>(pid), nullptr, WNOHANG);
         if (!daemonHoldsLock())
             co_return;
-        co_await clock_->sleep(0.05);
+        co_await clock_->sleep(std::chrono::milliseconds(50));
     }
     throw RegistryError("session", -1, fmt::format("pid {} did not stop within 5 seconds", pid));
 }

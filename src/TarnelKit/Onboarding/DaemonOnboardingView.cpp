@@ -187,7 +187,7 @@ asio::awaitable<void> DaemonOnboardingView::poll(std::weak_ptr<DaemonOnboardingV
                 break;
         }
         try {
-            co_await clock->sleep(1.0);
+            co_await clock->sleep(std::chrono::seconds(1));
         } catch (...) {
             co_return; // cancelled: whoever cancelled owns the handle
         }
@@ -210,7 +210,7 @@ asio::awaitable<void> DaemonOnboardingView::dismissLater(std::weak_ptr<DaemonOnb
                                                          std::shared_ptr<quendal::Clock> clock)
 {
     try {
-        co_await clock->sleep(3.0);
+        co_await clock->sleep(std::chrono::seconds(3));
     } catch (...) {
         co_return;
     }
@@ -255,7 +255,7 @@ asio::awaitable<void> DaemonOnboardingView::install(std::weak_ptr<DaemonOnboardi
     }
     // Give a status change time to arrive before the button comes back.
     try {
-        co_await clock->sleep(0.5);
+        co_await clock->sleep(std::chrono::milliseconds(500));
     } catch (...) {
     }
     if (auto self = weak.lock()) {

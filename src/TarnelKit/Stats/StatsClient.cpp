@@ -17,7 +17,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
 
 namespace tarnel {
 
@@ -106,10 +105,12 @@ void StatsClient::handleSystemWake()
     recoverySignal_->broadcast();
 }
 
-double StatsClient::backoffDelay(int failureCount)
+StatsClient::Duration StatsClient::backoffDelay(int failureCount)
 {
-    const int e = failureCount < 2 ? 0 : std::min(failureCount, 5) - 1;
-    return std::min(0.25 * std::pow(2.0, e), 5.0);
+    constexpr Duration first = std::chrono::milliseconds(250);
+    constexpr Duration ceiling = std::chrono::seconds(5);
+    const int doublings = failureCount < 2 ? 0 : std::min(failureCount, 5) - 1;
+    return std::min(first * (1 << doublings), ceiling);
 }
 
 bool StatsClient::isTransportFailure(std::exception_ptr error)
@@ -136,8 +137,8 @@ asio::awaitable<void> StatsClient::waitForReadiness()
     if (!environment_.isMainApplication)
         co_return;
     // The main application makes its manager during launch: give it five seconds.
-    for (int i = 0; i < 50; ++i) {
-        co_await environment_.clock->sleep(0.1);
+    for (int i = 0; i < managerPollCount; ++i) {
+        co_await environment_.clock->sleep(managerPollInterval);
         manager = co_await findManager();
         if (manager) {
             co_await manager->waitForClientReadiness();
@@ -166,6 +167,8 @@ asio::awaitable<bool> StatsClient::handleManagedDaemonFailure(std::exception_ptr
 
 asio::awaitable<StatsStreamAttemptResult> StatsClient::classify(std::exception_ptr error, Kind fallback)
 {
+    if (quendal::isCancellation(error))
+        co_return StatsStreamAttemptResult{Kind::cancelled, {}};
     const auto reason = describe(error);
     const bool handled = co_await handleManagedDaemonFailure(error);
     if (handled)
@@ -263,7 +266,7 @@ asio::awaitable<void> StatsClient::subscriptionLoop(StatsSubscriptionRequest req
             auto attempting = attempt(request, consumer);
             auto result = co_await std::move(attempting);
             co_await quendal::checkCancellation();
-            double delay = 0;
+            Duration delay{};
             switch (result.kind) {
             case Kind::transportReset:
                 AppLogger::warning("Stats subscription reset XPC transport: " + result.reason, AppLogger::xpc);
@@ -284,12 +287,12 @@ asio::awaitable<void> StatsClient::subscriptionLoop(StatsSubscriptionRequest req
             case Kind::daemonRecovery:
                 AppLogger::info("Stats subscription waiting for daemon recovery: " + result.reason, AppLogger::xpc);
                 failures = 0;
-                delay = 0.25;
+                delay = reconnectDelay;
                 break;
             case Kind::reconnectRequested:
                 AppLogger::info("Stats subscription reconnecting after wake.", AppLogger::xpc);
                 failures = 0;
-                delay = 0.25;
+                delay = reconnectDelay;
                 break;
             case Kind::cancelled:
                 continue;
@@ -297,7 +300,10 @@ asio::awaitable<void> StatsClient::subscriptionLoop(StatsSubscriptionRequest req
             co_await environment_.clock->sleep(delay);
         }
     } catch (...) {
-        // Only cancellation ends a stream; it ends without an error.
+        // Cancellation is how a stream ends. Anything else is a fault of this loop: the stream
+        // still ends without an error, as its consumer expects, but the fault is told.
+        if (auto error = std::current_exception(); !quendal::isCancellation(error))
+            AppLogger::error("Stats subscription stopped by an unexpected error: " + describe(error), AppLogger::xpc);
     }
     consumer.finish();
 }
@@ -323,8 +329,6 @@ asio::awaitable<StatsStreamAttemptResult> StatsClient::attempt(
         } catch (...) {
             failure = std::current_exception();
         }
-        if (quendal::isCancellation(failure))
-            co_return StatsStreamAttemptResult{Kind::cancelled, {}};
         auto classifying = self.classify(failure, Kind::interrupted);
         co_return co_await std::move(classifying);
     };
@@ -333,15 +337,13 @@ asio::awaitable<StatsStreamAttemptResult> StatsClient::attempt(
         std::exception_ptr failure;
         try {
             for (;;) {
-                co_await self.environment_.clock->sleep(20.0);
+                co_await self.environment_.clock->sleep(renewalInterval);
                 auto renewing = xpc::send(*c, xpc::Routes::statsUpdateSubscription, r);
                 co_await std::move(renewing);
             }
         } catch (...) {
             failure = std::current_exception();
         }
-        if (quendal::isCancellation(failure))
-            co_return StatsStreamAttemptResult{Kind::cancelled, {}};
         auto classifying = self.classify(failure, Kind::renewalFailed);
         co_return co_await std::move(classifying);
     };
@@ -387,16 +389,15 @@ asio::awaitable<Reply> StatsClient::sendSnapshotRequest(const Route& route)
         }
         if (isTransportFailure(failure)) {
             resetTransport(describe(failure));
-            if (++attempts > 7)
+            if (++attempts > snapshotRetries)
                 std::rethrow_exception(failure);
             AppLogger::warning("Stats snapshot request reset XPC transport; retrying: " + describe(failure), AppLogger::xpc);
         } else {
-            if (++attempts > 7)
+            if (++attempts > snapshotRetries)
                 std::rethrow_exception(failure);
             AppLogger::warning("Stats snapshot request failed; retrying: " + describe(failure), AppLogger::xpc);
         }
-        const int c = std::clamp(attempts, 1, 5);
-        co_await environment_.clock->sleep(std::min(0.25 * std::pow(2.0, c - 1), 5.0));
+        co_await environment_.clock->sleep(backoffDelay(attempts));
     }
 }
 

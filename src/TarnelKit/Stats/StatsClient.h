@@ -81,8 +81,20 @@ public:
 
     StatsClientRecoverySignal& recoverySignal() { return *recoverySignal_; }
 
+    using Duration = quendal::Clock::Duration;
+
+    // A subscription renews itself this often while an attempt lasts.
+    static constexpr Duration renewalInterval = std::chrono::seconds(20);
+    // The wait before reconnecting after a recovery or a wake.
+    static constexpr Duration reconnectDelay = std::chrono::milliseconds(250);
+    // The main application looks for its daemon manager this often, this many times.
+    static constexpr Duration managerPollInterval = std::chrono::milliseconds(100);
+    static constexpr int managerPollCount = 50;
+    // Counted failures a snapshot request retries before it gives up: eight sends at most.
+    static constexpr int snapshotRetries = 7;
+
     // The wait after the n-th failure in a row: 0.25, 0.5, 1, 2, then 4 seconds.
-    static double backoffDelay(int failureCount);
+    static Duration backoffDelay(int failureCount);
     static bool isTransportFailure(std::exception_ptr error);
 
 private:
@@ -93,6 +105,7 @@ private:
                                            quendal::AsyncStream<StatsUpdateBatch>::Continuation consumer);
     asio::awaitable<StatsStreamAttemptResult> attempt(const StatsSubscriptionRequest& request,
                                                       const quendal::AsyncStream<StatsUpdateBatch>::Continuation& consumer);
+    // How an attempt's child ended with `error`: cancelled, or classified with `fallback` last.
     asio::awaitable<StatsStreamAttemptResult> classify(std::exception_ptr error, StatsStreamAttemptResult::Kind fallback);
     template <class Reply, class Route>
     asio::awaitable<Reply> sendSnapshotRequest(const Route& route);
