@@ -1,6 +1,8 @@
 #include "Shell/RootScreens.h"
 
+#include "Cooling/CoolingCards.h"
 #include "Dashboard/DashboardCards.h"
+#include "Power/PowerCards.h"
 #include "Settings/SettingsScreen.h"
 
 namespace tarnel::gui {
@@ -12,6 +14,10 @@ QWidget* rootScreen(AppRoute route)
         return makeSettingsScreen();
     case AppRoute::dashboard:
         return makeDashboardScreen(DashboardProvider::make());
+    case AppRoute::cooling:
+        return makeCoolingScreen(CoolingEntitiesProvider::make());
+    case AppRoute::battery:
+        return makePowerScreen(PowerEntitiesProvider::make());
     default:
         return nullptr;
     }

@@ -148,7 +148,13 @@ TEST(Cooling, FanCardsSortByIndexAndPrintUnknownForWhatIsMissing)
     Cooling c;
     c.provider->start();
     time.poll();
-    EXPECT_TRUE(c.provider->sections().empty()) << "a machine with no fans and no sensors has no section";
+    ASSERT_EQ(c.provider->sections().size(), 1u);
+    EXPECT_EQ(c.provider->sections()[0].identifier, "notice") << "before the first batch, a note and no card";
+    c.send(StatsUpdateBatch{}, time);
+    const auto none = c.provider->sections();
+    ASSERT_EQ(none.size(), 1u) << "a machine with no fans and no sensors has neither section";
+    ASSERT_TRUE(none[0].items[0].as<CoolingNoticeModel>());
+    EXPECT_EQ(none[0].items[0].as<CoolingNoticeModel>()->text, "This computer reports no fans and no temperature sensors.");
 
     auto onlyRpm = fan("b", 1, 1500.0);
     onlyRpm.maximumRPM = 5999.6;

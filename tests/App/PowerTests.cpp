@@ -82,13 +82,16 @@ TEST(Power, SectionsFollowTheSnapshotAndStopEndsTheSubscription)
     Power p;
     p.provider->start();
     time.poll();
-    EXPECT_TRUE(p.provider->sections().empty()) << "no battery yet: the screen is empty";
+    EXPECT_EQ(p.sectionIds(), std::vector<std::string>{"notice"}) << "no battery yet: no battery section";
+    EXPECT_EQ(p.provider->sections()[0].items[0].as<PowerNoticeModel>()->text, "Waiting for the battery's readings…");
     p.send(std::nullopt, time);
-    EXPECT_TRUE(p.provider->sections().empty()) << "a batch without a battery changes nothing";
-    EXPECT_EQ(p.reloads, 0);
+    EXPECT_EQ(p.sectionIds(), std::vector<std::string>{"notice"}) << "a batch without a battery: still none";
+    EXPECT_EQ(p.provider->sections()[0].items[0].as<PowerNoticeModel>()->text, "This computer reports no internal battery.");
+    p.send(std::nullopt, time);
+    EXPECT_EQ(p.reloads, 1) << "only the first empty batch changes the screen";
 
     p.send(fullBattery(), time);
-    EXPECT_EQ(p.reloads, 1);
+    EXPECT_EQ(p.reloads, 2);
     EXPECT_EQ(p.sectionIds(), (std::vector<std::string>{"header", "health", "information"}));
 
     auto noDesign = fullBattery();

@@ -110,6 +110,13 @@ std::vector<CollectionViewSection> CoolingEntitiesProvider::sections()
     if (auto sensors = temperatureItems(); !sensors.empty())
         result.push_back({"temperatures", std::move(sensors), CollectionViewSection::Layout::masonry,
                           Localizable::shared().text("cooling_thermal_sensors", "Thermal Sensors"), std::nullopt});
+    if (result.empty()) {
+        auto notice = coolingStats_.received
+                          ? Localizable::shared().text("cooling_nothing_found", "This computer reports no fans and no temperature sensors.")
+                          : Localizable::shared().text("cooling_waiting", "Waiting for the first readings of the fans and sensors…");
+        result.push_back({"notice", {CollectionViewCellModel::make("notice", CoolingNoticeModel{std::move(notice)})},
+                          CollectionViewSection::Layout::list, std::nullopt, std::nullopt});
+    }
     return result;
 }
 

@@ -61,4 +61,9 @@ struct ModularBlockChartModel {
     std::optional<std::string> average;
 };
 
+// What the screen says while it has no card: still waiting, or the machine has nothing to show.
+struct CoolingNoticeModel {
+    std::string text;
+};
+
 } // namespace tarnel

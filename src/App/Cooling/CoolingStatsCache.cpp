@@ -28,6 +28,7 @@ std::int64_t truncated(double value)
 
 void CoolingStatsSnapshot::apply(const StatsUpdateBatch& batch)
 {
+    received = true;
     for (const auto& fan : batch.fans) {
         latestFans[fan.identifier] = fan;
         auto& history = fanReadings[fan.identifier];

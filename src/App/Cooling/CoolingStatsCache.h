@@ -30,6 +30,8 @@ struct CoolingStatsSnapshot {
     std::map<std::string, CoolingFanReadingHistory> fanReadings;
     std::map<std::string, StatsFanSnapshot> latestFans;
     std::map<std::string, StatsTemperatureSnapshot> latestTemperatures;
+    // Whether any batch came: an empty snapshot after one means the machine has no fans or sensors.
+    bool received = false;
 
     // Folds one batch in: latest values replace, readings append; nothing that leaves is removed.
     void apply(const StatsUpdateBatch& batch);

@@ -14,6 +14,7 @@
 #include <chrono>
 #include <cmath>
 #include <set>
+#include <utility>
 
 namespace tarnel {
 
@@ -141,8 +142,12 @@ asio::awaitable<void> PowerEntitiesProvider::follow(std::weak_ptr<PowerEntitiesP
     try {
         auto following = quendal::consumeWhileAlive(std::move(weak), std::move(stream),
                                                     [](PowerEntitiesProvider& self, StatsUpdateBatch batch) {
-                                                        if (!batch.battery)
+                                                        if (!batch.battery) {
+                                                            if (!std::exchange(self.received_, true))
+                                                                self.reload();
                                                             return;
+                                                        }
+                                                        self.received_ = true;
                                                         self.battery_ = std::move(batch.battery);
                                                         self.reload();
                                                     });
@@ -157,8 +162,14 @@ asio::awaitable<void> PowerEntitiesProvider::follow(std::weak_ptr<PowerEntitiesP
 std::vector<CollectionViewSection> PowerEntitiesProvider::sections()
 {
     std::vector<CollectionViewSection> result;
-    if (!battery_)
+    if (!battery_) {
+        // The battery sections stay absent; a note says why the screen is empty.
+        auto notice = received_ ? text("power_no_battery", "This computer reports no internal battery.")
+                                : text("power_waiting", "Waiting for the battery's readings…");
+        result.push_back({"notice", {CollectionViewCellModel::make("notice", PowerNoticeModel{std::move(notice)})},
+                          CollectionViewSection::Layout::list, std::nullopt, std::nullopt});
         return result;
+    }
     const auto& b = *battery_;
     if (auto model = header(b))
         result.push_back({"header", {CollectionViewCellModel::make("header", std::move(*model))},

@@ -50,6 +50,7 @@ private:
     Sources sources_;
     std::optional<quendal::Task> statsTask_;
     std::optional<StatsBatterySnapshot> battery_;
+    bool received_ = false;
 };
 
 } // namespace tarnel

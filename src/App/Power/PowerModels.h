@@ -58,4 +58,9 @@ struct FactTableModel {
     std::vector<FactRow> rows;
 };
 
+// What the screen says while it has no battery to show.
+struct PowerNoticeModel {
+    std::string text;
+};
+
 } // namespace tarnel
