@@ -47,15 +47,13 @@ void draw(CardContent& c, const BatteryHeaderModel& m)
 void draw(CardContent& c, const BadgeCardModel& m)
 {
     const QString icon = m.image == "health-badge-icon" ? QStringLiteral("shield-check") : QStringLiteral("cooling");
-    c.beginRow(14);
-    c.icon(TarnelThemeManager::icon(icon, colorOf(m.topColor), 40), 40, Qt::AlignTop);
-    c.beginColumn(4);
-    c.text(qs(m.title), {Role::largeValue});
+    c.beginRow(12);
+    c.icon(TarnelThemeManager::icon(icon, colorOf(m.topColor), 32), 32);
+    c.text(qs(m.title), {Role::largeValue, 1});
+    c.end();
     TextStyle description{Role::note};
     description.wrap = true;
     c.text(qs(m.description), description);
-    c.end();
-    c.end();
     c.bar({{0.5, colorOf(m.topColor)}, {0.5, colorOf(m.bottomColor)}});
 }
 

@@ -196,6 +196,9 @@ TEST(Power, FactsKeepTheirOrderUnitsAndUnknowns)
     EXPECT_EQ(fact(rows, "Manufacture date"), "Unknown");
     EXPECT_EQ(fact(rows, "Design cycle count"), "Unknown");
     EXPECT_EQ(fact(rows, "Cycle count"), "321");
+    EXPECT_EQ(fact(rows, "Cell count"), "Unknown") << "no count is not zero cells";
+    b.cellCount = 3;
+    EXPECT_EQ(fact(PowerEntitiesProvider::facts(b), "Cell count"), "3");
 
     // A driver that counts charge, not energy, still gives capacities; one that gives neither leaves them unknown.
     b.designCapacity.reset();

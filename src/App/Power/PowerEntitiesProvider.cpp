@@ -225,7 +225,8 @@ std::vector<FactRow> PowerEntitiesProvider::facts(const StatsBatterySnapshot& b)
         {text("battery_voltage", "Voltage"), orUnknown(b.voltageMillivolts, " mV")},
         {text("battery_amperage", "Amperage"), orUnknown(b.amperageMilliamps, " mA")},
         {text("battery_pack_reserve", "Pack reserve"), orUnknown(b.packReserve, " mA")},
-        {text("battery_cell_count", "Cell count"), std::to_string(b.cellCount)},
+        // No battery has zero cells: 0 is how a driver that does not count them arrives.
+        {text("battery_cell_count", "Cell count"), b.cellCount > 0 ? std::to_string(b.cellCount) : unknown()},
         {text("battery_remaining_charge", "Time remaining"), remainingText(b)},
         {text("battery_manufacturer", "Manufacturer"), orUnknown(b.manufacturer)},
         {text("battery_manufacture_date", "Manufacture date"),
