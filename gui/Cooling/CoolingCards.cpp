@@ -1,7 +1,10 @@
 #include "Cooling/CoolingCards.h"
 
 #include "Collection/Card.h"
+#include "Cooling/FanBlades.h"
 #include "Theme/ThemeManager.h"
+
+#include <cmath>
 
 namespace tarnel::gui {
 
@@ -25,12 +28,14 @@ const QColor systemRed(0xff, 0x3b, 0x30);
 
 // Histories hold up to 200 readings; the chart keeps room for all of them.
 constexpr int chartCapacity = static_cast<int>(coolingHistoryLength);
+constexpr int fanSize = 24;
+const QMargins cardMargins(16, 14, 16, 16);
+
 
 void draw(CardContent& c, const FanViewItemModel& m)
 {
-    const auto& a = TarnelThemeManager::shared().appearance();
     c.beginRow(8);
-    c.icon(TarnelThemeManager::icon(QStringLiteral("cooling"), a.accent, 18), 18);
+    c.space(fanSize + 8); // the blades sit here, over the card
     c.text(qs(m.title), {Role::sectionTitle, 1, true});
     c.end();
     c.beginRow(8);
@@ -59,6 +64,17 @@ void draw(CardContent& c, const ModularBlockChartModel& m)
         c.end();
         c.chart(chart.chartModel.values, colorOf(chart.chartModel.color), chartCapacity);
     }
+}
+
+// The fan card with its turning blades in the title row's first place.
+QWidget* fanCard(const CollectionViewCellModel& item)
+{
+    auto* card = cardRenderer<FanViewItemModel>(&draw, cardMargins)(item);
+    if (const auto* model = item.as<FanViewItemModel>(); model && model->fanView) {
+        auto* blades = new FanBlades(model->fanView, card);
+        blades->move(cardMargins.left(), cardMargins.top());
+    }
+    return card;
 }
 
 void draw(CardContent& c, const CoolingNoticeModel& m)
@@ -99,7 +115,7 @@ QColor colorOf(CoolingChartColor color)
 CellRenderers coolingRenderers()
 {
     CellRenderers renderers;
-    addCard<FanViewItemModel>(renderers, &draw);
+    renderers.add<FanViewItemModel>(&fanCard);
     addCard<ModularBlockChartModel>(renderers, &draw);
     addCard<CoolingNoticeModel>(renderers, &draw);
     return renderers;
