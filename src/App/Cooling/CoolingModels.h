@@ -1,6 +1,6 @@
 #pragma once
 
-#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
