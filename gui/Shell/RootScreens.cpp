@@ -1,7 +1,9 @@
 #include "Shell/RootScreens.h"
 
 #include "Benchmark/DiskBenchmarkScreen.h"
+#include "Cooling/CoolingCards.h"
 #include "Dashboard/DashboardCards.h"
+#include "Power/PowerCards.h"
 #include "Settings/SettingsScreen.h"
 
 namespace tarnel::gui {
@@ -15,6 +17,10 @@ QWidget* rootScreen(AppRoute route)
         return makeDashboardScreen(DashboardProvider::make());
     case AppRoute::storage:
         return makeDiskBenchmarkScreen();
+    case AppRoute::cooling:
+        return makeCoolingScreen(CoolingEntitiesProvider::make());
+    case AppRoute::battery:
+        return makePowerScreen(PowerEntitiesProvider::make());
     default:
         return nullptr;
     }
