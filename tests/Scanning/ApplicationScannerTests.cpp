@@ -209,10 +209,7 @@ TEST(ApplicationScanner, FindsEveryKindWithVersionsChildrenAndSupportFilesAndRep
 
     std::set<Row> found;
     for (const auto& name : {"Zeta Editor", "Quill Writer", "Nimbus", "Orbit"})
-        for (const auto& group : byName.at(name)->resources)
-            for (const auto& resource : group.files)
-                found.insert(Row{name, std::string(ApplicationResourceGroup::rawValue(group.category)),
-                                 machine.shown(resource.url)});
+        machine.addRows(found, name, byName.at(name)->resources);
     const std::set<Row> expected{
         {"Zeta Editor", "preferences", "~/.config/org.example.Zeta"},
         {"Zeta Editor", "supportFiles", "~/.local/state/org.example.Zeta.state"},

@@ -11,13 +11,7 @@
 #include <map>
 
 using namespace tarnel;
-using tarnel::testing::CapturedScanLog;
-using tarnel::testing::ScanListenerRecorder;
-using tarnel::testing::MachineTree;
-using tarnel::testing::TemporaryDirectory;
-using tarnel::testing::VirtualTime;
-using tarnel::testing::waitUntil;
-using tarnel::testing::writeFile;
+using namespace tarnel::testing;
 namespace fs = std::filesystem;
 
 namespace {

@@ -1,8 +1,11 @@
 #pragma once
 // A system root in a temporary folder with a user's home inside it, for the scans that take both.
+#include "ScanTestSupport.h"
+#include "Scanning/SupportFiles/ApplicationResourceGroup.h"
 #include "TestSupport.h"
 
 #include <filesystem>
+#include <set>
 #include <string>
 
 namespace tarnel::testing {
@@ -24,6 +27,16 @@ public:
         if (path.ends_with('/'))
             path.pop_back();
         return display(path);
+    }
+
+    // Adds a row for each file of `groups`, found for `application`.
+    template <class Groups>
+    void addRows(std::set<SupportFileRow>& rows, const std::string& application, const Groups& groups) const
+    {
+        for (const auto& group : groups)
+            for (const auto& resource : group.files)
+                rows.insert(SupportFileRow{application, std::string(ApplicationResourceGroup::rawValue(group.category)),
+                                           shown(resource.url)});
     }
 
     TemporaryDirectory temporary;

@@ -110,10 +110,7 @@ TEST(SupportFiles, FourApplicationsOfFourKindsFindTheirTracesAndNoDecoy)
         auto matcher = std::make_shared<SimpleMatchSupportingFilesProcedure>(std::vector{identity}, supportFiles);
         auto groups = runToValue(matcher);
         ASSERT_EQ(groups.size(), 11u);
-        for (const auto& group : groups)
-            for (const auto& resource : group.files)
-                found.insert(Row{name, std::string(ApplicationResourceGroup::rawValue(group.category)),
-                                 machine.shown(resource.url)});
+        machine.addRows(found, name, groups);
     }
 
     const std::set<Row> expected{
