@@ -9,6 +9,7 @@
 #include "App/Dashboard/DashboardProvider.h"
 #include "App/Shell/Router.h"
 
+#include "DashboardWindow.h"
 #include "LaptopDashboardProvider.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
@@ -37,16 +38,10 @@ int main(int argc, char** argv)
     const laptop::ProviderSetup setup = laptop::makeProvider(100, [](const StatsProcessUsageSnapshot& p) { return p.name; });
     const auto& store = setup.store;
     const auto& provider = setup.provider;
-    gui::CollectionScreen* screen = nullptr;
-    gui::MainWindow window(Router::make([] { return quendal::AsyncStream<StatsUpdateBatch>::make().first; }),
-                           [&](AppRoute route) -> QWidget* {
-                               if (route != AppRoute::dashboard)
-                                   return nullptr;
-                               screen = gui::makeDashboardScreen(provider);
-                               return screen;
-                           });
-    window.resize(1180, 900);
-    window.show();
+    tarnel::testing::DashboardWindow shown(Router::make([] { return quendal::AsyncStream<StatsUpdateBatch>::make().first; }),
+                                           provider);
+    auto& window = shown.window;
+    auto*& screen = shown.screen;
     if (!QTest::qWaitForWindowExposed(&window) || !screen) {
         std::fprintf(stderr, "the window did not appear\n");
         return 1;

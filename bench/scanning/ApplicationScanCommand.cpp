@@ -1,36 +1,20 @@
 // Runs one whole application scan of this machine and prints each application found: kind,
 // identifier, version text, size, and the number of support files.
 #include "Scanning/Applications/ApplicationScanner.h"
+#include "FinishLatch.h"
 
-#include <condition_variable>
 #include <cstdio>
 #include <memory>
-#include <mutex>
 
 using namespace tarnel;
 
 namespace {
 
-class Waiter : public ApplicationScannerListener {
+class Waiter : public ApplicationScannerListener, public bench::FinishLatch {
 public:
     void applicationScannerDidStart() override {}
     void applicationScannerDidUpdate(const std::string&, double) override {}
-    void applicationScannerDidFinish() override
-    {
-        std::lock_guard lock(mutex_);
-        finished_ = true;
-        condition_.notify_all();
-    }
-    void wait()
-    {
-        std::unique_lock lock(mutex_);
-        condition_.wait(lock, [this] { return finished_; });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable condition_;
-    bool finished_ = false;
+    void applicationScannerDidFinish() override { open(); }
 };
 
 } // namespace

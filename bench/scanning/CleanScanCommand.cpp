@@ -1,36 +1,20 @@
 // Runs one whole Clean scan of a home folder (and the system logs of a root) and prints the
 // number of items and bytes of each group, for compare-clean-scan.sh.
 #include "Scanning/Clean/CleanScanner.h"
+#include "FinishLatch.h"
 
-#include <condition_variable>
 #include <cstdio>
 #include <memory>
-#include <mutex>
 
 using namespace tarnel;
 
 namespace {
 
-class Waiter : public CleanScannerListener {
+class Waiter : public CleanScannerListener, public bench::FinishLatch {
 public:
     void cleanScannerDidStart() override {}
     void cleanScannerDidUpdate(const std::string&, double) override {}
-    void cleanScannerDidFinish() override
-    {
-        std::lock_guard lock(mutex_);
-        finished_ = true;
-        condition_.notify_all();
-    }
-    void wait()
-    {
-        std::unique_lock lock(mutex_);
-        condition_.wait(lock, [this] { return finished_; });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable condition_;
-    bool finished_ = false;
+    void cleanScannerDidFinish() override { open(); }
 };
 
 } // namespace

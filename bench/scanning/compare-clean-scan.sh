@@ -12,6 +12,8 @@ build=${1:?build directory}
 home=${2:-/tmp/tarnel-clean-home}
 runs=${3:-7}
 here=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=timing.sh
+source "$here/timing.sh"
 clean="$build/bench/scanning/bench_scanning_clean"
 logs=/var/log
 
@@ -60,29 +62,12 @@ run_clean() { "$clean" "$home"; }
 run_du() { du -sb "$home" "$logs"; }
 names=(clean du)
 
-declare -A samples
-for name in "${names[@]}"; do
-  "run_$name" >/dev/null 2>&1 || true # warm the caches
-done
-# Interleaved rounds, so drift of the shared machine touches both commands alike.
-for ((round = 0; round < runs; ++round)); do
-  for name in "${names[@]}"; do
-    start=$(date +%s%N)
-    "run_$name" >/dev/null 2>&1 || true
-    end=$(date +%s%N)
-    samples[$name]+="$(((end - start) / 1000)) "
-  done
-done
+# A command that fails is timed all the same.
+run_tolerant() { "run_$1" || true; }
+time_rounds "$runs" run_tolerant "${names[@]}"
 
-median() { tr ' ' '\n' | grep -v '^$' | sort -n | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
-clean_median=$(echo "${samples[clean]}" | median)
 declare -A shown=(
   [clean]="bench_scanning_clean (whole Clean scan)"
   [du]="du -sb home /var/log"
 )
-echo "| command | median wall time (ms) | Clean scan / command |"
-echo "|---|---|---|"
-for name in "${names[@]}"; do
-  m=$(echo "${samples[$name]}" | median)
-  printf '| %s | %.1f | %.2f |\n' "${shown[$name]}" "$(echo "$m / 1000" | bc -l)" "$(echo "$clean_median / $m" | bc -l)"
-done
+median_table clean "Clean scan / command" "${names[@]}"

@@ -11,6 +11,8 @@ build=${1:?build directory}
 home=${2:-/tmp/tarnel-home-tree}
 runs=${3:-9}
 here=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=timing.sh
+source "$here/timing.sh"
 queries="$build/bench/scanning/bench_scanning_home_queries"
 walker="$build/bench/scanning/bench_scanning_walk"
 
@@ -46,30 +48,12 @@ run_walk() { "$walker" "$home"; }
 run_find() { find "$home" -mindepth 1 "${filters[@]}" -printf '%s %p\n'; }
 names=(queries walk find)
 
-declare -A samples
-for name in "${names[@]}"; do
-  "run_$name" >/dev/null 2>&1 # warm the caches
-done
-# Interleaved rounds, so drift of the shared machine touches every command alike.
-for ((round = 0; round < runs; ++round)); do
-  for name in "${names[@]}"; do
-    start=$(date +%s%N)
-    "run_$name" >/dev/null 2>&1
-    end=$(date +%s%N)
-    samples[$name]+="$(((end - start) / 1000)) "
-  done
-done
+run_named() { "run_$1"; }
+time_rounds "$runs" run_named "${names[@]}"
 
-median() { tr ' ' '\n' | grep -v '^$' | sort -n | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
-queries_median=$(echo "${samples[queries]}" | median)
 declare -A shown=(
   [queries]="bench_scanning_home_queries (3 queries, one walk)"
   [walk]="bench_scanning_walk (tree mode)"
   [find]="find with the same 9 filters"
 )
-echo "| command | median wall time (ms) | queries / peer |"
-echo "|---|---|---|"
-for name in "${names[@]}"; do
-  m=$(echo "${samples[$name]}" | median)
-  printf '| %s | %.1f | %.2f |\n' "${shown[$name]}" "$(echo "$m / 1000" | bc -l)" "$(echo "$queries_median / $m" | bc -l)"
-done
+median_table queries "queries / peer" "${names[@]}"

@@ -10,6 +10,8 @@ walker=${1:?path to bench_scanning_walk}
 tree=${2:-/tmp/tarnel-walk-tree}
 runs=${3:-9}
 here=$(cd "$(dirname "$0")" && pwd)
+# shellcheck source=timing.sh
+source "$here/timing.sh"
 
 if [ ! -e "$tree" ]; then
   python3 "$here/make_tree.py" "$tree"
@@ -43,26 +45,11 @@ if [ -n "$fd_command" ]; then
   order+=(fd)
 fi
 
-declare -A samples
-for name in "${order[@]}"; do
-  eval "${commands[$name]}" >/dev/null 2>&1 # warm the caches
-done
-# Interleaved rounds, so drift of the shared machine touches every command alike.
-for ((round = 0; round < runs; ++round)); do
-  for name in "${order[@]}"; do
-    start=$(date +%s%N)
-    eval "${commands[$name]}" >/dev/null 2>&1
-    end=$(date +%s%N)
-    samples[$name]+="$(((end - start) / 1000)) "
-  done
-done
+run_command() { eval "${commands[$1]}"; }
+time_rounds "$runs" run_command "${order[@]}"
 
-median() { tr ' ' '\n' | grep -v '^$' | sort -n | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
-walker_median=$(echo "${samples[walker]}" | median)
-echo "| command | median wall time (ms) | walker / peer |"
-echo "|---|---|---|"
+declare -A shown
 for name in "${order[@]}"; do
-  m=$(echo "${samples[$name]}" | median)
-  printf '| `%s` | %.1f | %.2f |\n' "${commands[$name]//\"/}" "$(echo "$m / 1000" | bc -l)" \
-    "$(echo "$walker_median / $m" | bc -l)"
+  shown[$name]="\`${commands[$name]//\"/}\`"
 done
+median_table walker "walker / peer" "${order[@]}"

@@ -10,6 +10,7 @@
 #include "QuendalFoundation/Preferences/Preferences.h"
 #include "ChildProcess.h"
 #include "ScaledClock.h"
+#include "SessionDaemonLink.h"
 #include "TestSupport.h"
 
 #include <asio/co_spawn.hpp>
@@ -35,15 +36,7 @@ TEST(DaemonRecoveryEndToEnd, TheDashboardStoreResumesAfterTheDaemonIsKilledAndTe
     auto clock = std::make_shared<ScaledClock>(speed);
     auto registry = std::make_shared<SessionServiceRegistry>(binaryDirectory() / "daemon" / "tarneld", folder.path(), false, clock);
 
-    DaemonLink::Options options;
-    options.identifier = MonitorAppIdentity::daemon();
-    options.registry = registry;
-    options.hostBuild = "1";
-    options.applicationPath = "/usr/bin/tarnel";
-    options.preferences = std::make_shared<quendal::Preferences>(folder.path() / "preferences.json");
-    options.executor = context.get_executor();
-    options.clock = clock;
-    auto link = DaemonLink::make(options);
+    auto link = sessionDaemonLink(registry, folder.path(), context.get_executor(), clock);
 
     auto runUntil = [&](auto condition, std::chrono::duration<double> limit) {
         const auto end = std::chrono::steady_clock::now() + limit;

@@ -11,9 +11,11 @@
 
 #include "ChildProcess.h"
 #include "DashboardCardKinds.h"
+#include "DashboardWindow.h"
 #include "LaptopDashboardProvider.h"
 #include "Screenshots.h"
 #include "TestSupport.h"
+#include "WidgetTestSupport.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
 
@@ -29,38 +31,15 @@ using namespace tarnel;
 using W = WidgetStatistic;
 namespace laptop = tarnel::testing::laptop;
 
-namespace {
-
+using tarnel::testing::quietRouter;
 using tarnel::testing::save;
-
-bool waitFor(const std::function<bool()>& ready, int milliseconds)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!ready() && timer.elapsed() < milliseconds)
-        QTest::qWait(50);
-    return ready();
-}
-
-std::shared_ptr<Router> quietRouter()
-{
-    return Router::make([] { return quendal::AsyncStream<StatsUpdateBatch>::make().first; });
-}
-
-} // namespace
+using tarnel::testing::waitFor;
 
 int main(int argc, char** argv)
 {
-    QApplication app(argc, argv);
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-    tarnel::gui::ScrollBarStyle::install(); // before any palette: a new style resets it
-    tarnel::gui::QtMainContext context;
-    quendal::Runtime::shared().setMainExecutor(tarnel::gui::QtExecutor(context));
-    ::testing::InitGoogleTest(&argc, argv);
-    const int result = RUN_ALL_TESTS();
-    StatsClient::setShared(nullptr);
-    quendal::Runtime::shared().resetMainExecutor();
-    return result;
+    tarnel::testing::WidgetTestOptions options;
+    options.afterTests = [] { StatsClient::setShared(nullptr); };
+    return tarnel::testing::runWidgetTests(argc, argv, options);
 }
 
 TEST(DashboardScreen, ALaptopWithABatteryAndTwoGraphicsDevices)
@@ -71,17 +50,11 @@ TEST(DashboardScreen, ALaptopWithABatteryAndTwoGraphicsDevices)
     const auto& provider = setup.provider;
     const auto& inventory = setup.inventoryStore;
 
-    gui::CollectionScreen* screen = nullptr;
-    gui::MainWindow window(quietRouter(), [provider, &screen](AppRoute route) -> QWidget* {
-        if (route != AppRoute::dashboard)
-            return nullptr;
-        screen = gui::makeDashboardScreen(provider);
-        return screen;
-    });
-    window.resize(1180, 900);
-    window.show();
+    tarnel::testing::DashboardWindow shown(quietRouter(), provider);
+    auto& window = shown.window;
+    auto*& screen = shown.screen;
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
-    ASSERT_TRUE(waitFor([&] { return inventory->snapshot.value().generatedAt != Date::distantPast(); }, 5000));
+    ASSERT_TRUE(waitFor([&] { return inventory->snapshot.value().generatedAt != Date::distantPast(); }, 5000, 50));
     QTest::qWait(100);
     const auto sections = provider->sections();
     ASSERT_EQ(sections[1].items.size(), 6u) << "battery, storage, CPU, RAM and two GPUs";
@@ -105,18 +78,9 @@ TEST(DashboardScreen, ALaptopWithABatteryAndTwoGraphicsDevices)
 
 TEST(DashboardScreen, LiveValuesFromTheSessionDaemonOnThisMachine)
 {
-    tarnel::testing::TemporaryDirectory sockets;
-    const auto program = tarnel::testing::binaryDirectory() / "daemon" / "tarneld";
-    tarnel::testing::ChildProcess daemon(program, {"--session", "--socket-dir", sockets.path().string()});
-    const auto socket = sockets.path() / "org.quendal.Tarnel.Daemon.stats.sock";
-    ASSERT_TRUE(tarnel::testing::waitUntil([&] { return std::filesystem::exists(socket); }));
-
-    StatsClient::Environment environment;
-    const auto endpoint = xpc::ServiceEndpoint::at("org.quendal.Tarnel.Daemon.stats", socket);
-    environment.makeTransport = [endpoint] { return xpc::XPCClient::create(endpoint, xpc::ServerRequirement::anyServer()); };
-    environment.executor = quendal::Runtime::shared().mainExecutor();
-    environment.clock = quendal::Runtime::shared().clockPointer();
-    StatsClient::setShared(std::make_shared<StatsClient>("stats", std::move(environment)));
+    tarnel::testing::SessionStatsDaemon daemon;
+    ASSERT_TRUE(daemon.isListening());
+    daemon.installSharedClient();
 
     auto provider = DashboardProvider::make();
     gui::MainWindow window(quietRouter(), [provider](AppRoute route) -> QWidget* {
@@ -126,7 +90,7 @@ TEST(DashboardScreen, LiveValuesFromTheSessionDaemonOnThisMachine)
     window.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
     auto& store = provider->statsStore();
-    ASSERT_TRUE(waitFor([&] { return store.cpuUsageHistory.size() >= 4 && !store.storageVolumes.empty(); }, 30000))
+    ASSERT_TRUE(waitFor([&] { return store.cpuUsageHistory.size() >= 4 && !store.storageVolumes.empty(); }, 30000, 50))
         << "batches with CPU samples and volumes arrive every 2 s; have " << store.cpuUsageHistory.size() << " CPU samples and "
         << store.storageVolumes.size() << " volumes";
     EXPECT_TRUE(store.value(W::memoryPressure)) << "this machine reports memory pressure";
@@ -145,7 +109,7 @@ TEST(DashboardScreen, ScrolledInBothThemesTheScrollBarAndLegendsShow)
     });
     window.show(); // at its minimum size: the cards do not fit
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
-    ASSERT_TRUE(waitFor([&] { return setup.inventoryStore->snapshot.value().generatedAt != Date::distantPast(); }, 5000));
+    ASSERT_TRUE(waitFor([&] { return setup.inventoryStore->snapshot.value().generatedAt != Date::distantPast(); }, 5000, 50));
     QTest::qWait(100);
     for (auto theme : {quendal::Theme::light, quendal::Theme::dark}) {
         gui::TarnelThemeManager::shared().setTheme(theme);

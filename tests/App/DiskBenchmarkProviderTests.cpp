@@ -18,8 +18,7 @@
 using namespace tarnel;
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
-using tarnel::testing::TemporaryDirectory;
-using tarnel::testing::VirtualTime;
+using namespace tarnel::testing;
 
 namespace {
 
@@ -95,17 +94,6 @@ struct FakePrompts : BenchmarkPrompts {
         errors.push_back(informative + ": " + message);
     }
 };
-
-bool pumpUntil(VirtualTime& time, const std::function<bool()>& done)
-{
-    for (int i = 0; i < 20000 && !done(); ++i) {
-        time.poll();
-        if (!done())
-            std::this_thread::sleep_for(1ms);
-    }
-    time.poll();
-    return done();
-}
 
 // A machine with one drive whose only volume is mounted on a temporary folder.
 struct Bench {

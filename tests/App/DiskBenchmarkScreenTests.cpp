@@ -15,6 +15,7 @@
 #include "ChildProcess.h"
 #include "Screenshots.h"
 #include "TestSupport.h"
+#include "WidgetTestSupport.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -31,17 +32,9 @@ using namespace tarnel;
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 using tarnel::testing::save;
+using tarnel::testing::waitFor;
 
 namespace {
-
-bool waitFor(const std::function<bool()>& ready, int milliseconds = 10000)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!ready() && timer.elapsed() < milliseconds)
-        QTest::qWait(20);
-    return ready();
-}
 
 struct NoPrompts : BenchmarkPrompts {
     bool confirm(const std::string&, const std::string&, const std::string&, const std::string&) override { return false; }
@@ -157,33 +150,39 @@ std::shared_ptr<Router> storageRouter()
     return router;
 }
 
+// A main window on the storage route, which shows the benchmark screen of `provider`.
+struct BenchmarkWindow {
+    explicit BenchmarkWindow(const std::shared_ptr<DiskBenchmarkProvider>& provider)
+        : window(storageRouter(), [this, provider](AppRoute route) -> QWidget* {
+              if (route != AppRoute::storage)
+                  return nullptr;
+              screen = new gui::DiskBenchmarkScreen(provider);
+              return screen;
+          })
+    {
+        window.resize(1180, 860);
+        window.show();
+    }
+
+    gui::DiskBenchmarkScreen* screen = nullptr;
+    gui::MainWindow window;
+};
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    QApplication app(argc, argv);
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-    tarnel::gui::QtMainContext context;
-    quendal::Runtime::shared().setMainExecutor(tarnel::gui::QtExecutor(context));
-    ::testing::InitGoogleTest(&argc, argv);
-    const int result = RUN_ALL_TESTS();
-    quendal::Runtime::shared().resetMainExecutor();
-    return result;
+    tarnel::testing::WidgetTestOptions options;
+    options.scrollBarStyle = false;
+    return tarnel::testing::runWidgetTests(argc, argv, options);
 }
 
 TEST(DiskBenchmarkScreen, BeforeDuringAndAfterARun)
 {
     Machine machine;
     auto provider = machine.provider();
-    gui::DiskBenchmarkScreen* screen = nullptr;
-    gui::MainWindow window(storageRouter(), [&](AppRoute route) -> QWidget* {
-        if (route != AppRoute::storage)
-            return nullptr;
-        screen = new gui::DiskBenchmarkScreen(provider);
-        return screen;
-    });
-    window.resize(1180, 860);
-    window.show();
+    BenchmarkWindow shown(provider);
+    auto& [screen, window] = shown;
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
     ASSERT_TRUE(screen);
     ASSERT_TRUE(waitFor([&] { return screen->runButton()->isEnabled(); })) << "the drive is found once the catalogue is in";
@@ -236,15 +235,8 @@ TEST(DiskBenchmarkScreen, TheStoredRunsOfTwoDrives)
     DiskBenchmarkReportStore(machine.preferences).save(reports);
 
     auto provider = machine.provider();
-    gui::DiskBenchmarkScreen* screen = nullptr;
-    gui::MainWindow window(storageRouter(), [&](AppRoute route) -> QWidget* {
-        if (route != AppRoute::storage)
-            return nullptr;
-        screen = new gui::DiskBenchmarkScreen(provider);
-        return screen;
-    });
-    window.resize(1180, 860);
-    window.show();
+    BenchmarkWindow shown(provider);
+    auto& [screen, window] = shown;
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
     ASSERT_TRUE(screen);
     ASSERT_TRUE(waitFor([&] { return screen->cards().size() == 5; }));
@@ -268,17 +260,9 @@ TEST(DiskBenchmarkScreen, TheStorageEntryLeadsToTheBenchmark)
 // The drive and its folder come from the catalogue of a real session daemon on this machine.
 TEST(DiskBenchmarkScreen, ARunOnThisMachineTheDaemonDescribes)
 {
-    tarnel::testing::TemporaryDirectory sockets;
-    const auto program = tarnel::testing::binaryDirectory() / "daemon" / "tarneld";
-    tarnel::testing::ChildProcess daemon(program, {"--session", "--socket-dir", sockets.path().string()});
-    const auto socket = sockets.path() / "org.quendal.Tarnel.Daemon.stats.sock";
-    ASSERT_TRUE(tarnel::testing::waitUntil([&] { return fs::exists(socket); }));
-    StatsClient::Environment environment;
-    const auto endpoint = xpc::ServiceEndpoint::at("org.quendal.Tarnel.Daemon.stats", socket);
-    environment.makeTransport = [endpoint] { return xpc::XPCClient::create(endpoint, xpc::ServerRequirement::anyServer()); };
-    environment.executor = quendal::Runtime::shared().mainExecutor();
-    environment.clock = quendal::Runtime::shared().clockPointer();
-    StatsClient::setShared(std::make_shared<StatsClient>("stats", std::move(environment)));
+    tarnel::testing::SessionStatsDaemon daemon;
+    ASSERT_TRUE(daemon.isListening());
+    daemon.installSharedClient();
 
     Machine machine;
     machine.catalog = std::make_shared<HardwareCatalogStore>(HardwareCatalogStore::daemonLoader());

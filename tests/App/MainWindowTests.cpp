@@ -14,6 +14,7 @@
 #include "FakeDaemonManager.h"
 #include "Screenshots.h"
 #include "TestSupport.h"
+#include "WidgetTestSupport.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
 
@@ -33,37 +34,17 @@ using namespace tarnel;
 
 namespace {
 
+using tarnel::testing::quietRouter;
 using tarnel::testing::save;
-
-// A router whose battery stream never says anything.
-std::shared_ptr<Router> quietRouter()
-{
-    return Router::make([] { return quendal::AsyncStream<StatsUpdateBatch>::make().first; });
-}
-
-void settle()
-{
-    for (int i = 0; i < 5; ++i) {
-        QCoreApplication::processEvents();
-        QTest::qWait(10);
-    }
-}
+using tarnel::testing::settle;
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    // Qt must be torn down before static destructors run.
-    QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Tarnel"));
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-    tarnel::gui::ScrollBarStyle::install(); // before any palette: a new style resets it
-    tarnel::gui::QtMainContext context;
-    quendal::Runtime::shared().setMainExecutor(tarnel::gui::QtExecutor(context));
-    ::testing::InitGoogleTest(&argc, argv);
-    const int result = RUN_ALL_TESTS();
-    quendal::Runtime::shared().resetMainExecutor();
-    return result;
+    tarnel::testing::WidgetTestOptions options;
+    options.applicationName = QStringLiteral("Tarnel");
+    return tarnel::testing::runWidgetTests(argc, argv, options);
 }
 
 TEST(MainWindow, OpensAtItsMinimumSizeWithTheSidebarAndSettingsAtTheBottom)

@@ -19,6 +19,7 @@
 #include "FakeDaemonManager.h"
 #include "Screenshots.h"
 #include "TestSupport.h"
+#include "WidgetTestSupport.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
 
@@ -38,20 +39,9 @@ using namespace tarnel;
 
 namespace {
 
+using tarnel::testing::quietRouter;
 using tarnel::testing::save;
-
-std::shared_ptr<Router> quietRouter()
-{
-    return Router::make([] { return quendal::AsyncStream<StatsUpdateBatch>::make().first; });
-}
-
-void settle()
-{
-    for (int i = 0; i < 5; ++i) {
-        QCoreApplication::processEvents();
-        QTest::qWait(10);
-    }
-}
+using tarnel::testing::settle;
 
 double luminance(const QColor& c)
 {
@@ -93,17 +83,10 @@ struct MissingDaemonSheet {
 
 int main(int argc, char** argv)
 {
-    QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Tarnel"));
-    QApplication::setApplicationVersion(QStringLiteral("1.4.0"));
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-    tarnel::gui::ScrollBarStyle::install(); // before any palette: a new style resets it
-    tarnel::gui::QtMainContext context;
-    quendal::Runtime::shared().setMainExecutor(tarnel::gui::QtExecutor(context));
-    ::testing::InitGoogleTest(&argc, argv);
-    const int result = RUN_ALL_TESTS();
-    quendal::Runtime::shared().resetMainExecutor();
-    return result;
+    tarnel::testing::WidgetTestOptions options;
+    options.applicationName = QStringLiteral("Tarnel");
+    options.applicationVersion = QStringLiteral("1.4.0");
+    return tarnel::testing::runWidgetTests(argc, argv, options);
 }
 
 TEST(ShellDialogs, TheDaemonMissingSheetExplainsInASentenceAndAlwaysLetsTheUserQuit)

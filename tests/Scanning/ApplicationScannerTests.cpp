@@ -1,3 +1,4 @@
+#include "MachineTree.h"
 #include "Scanning/Applications/ApplicationScanProcedures.h"
 #include "Scanning/Applications/ApplicationScanner.h"
 #include "Scanning/Procedures/ProcedureQueue.h"
@@ -15,25 +16,15 @@
 using namespace tarnel;
 using tarnel::testing::CapturedScanLog;
 using tarnel::testing::ScanListenerRecorder;
+using tarnel::testing::MachineTree;
 using tarnel::testing::TemporaryDirectory;
 using tarnel::testing::VirtualTime;
 using tarnel::testing::waitUntil;
 using tarnel::testing::writeFile;
 namespace fs = std::filesystem;
+using Row = tarnel::testing::SupportFileRow;
 
 namespace {
-
-struct Row {
-    std::string application;
-    std::string category;
-    std::string path;
-    auto operator<=>(const Row&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& out, const Row& row)
-{
-    return out << "{" << row.application << ", " << row.category << ", " << row.path << "}";
-}
 
 std::string entry(const std::string& name, const std::string& exec, const std::string& extra = "")
 {
@@ -43,7 +34,7 @@ std::string entry(const std::string& name, const std::string& exec, const std::s
 // The machine of the support-file matching test, now with the installations themselves: the
 // Flatpak's deployment, the package database, the image and the /opt root, and around them
 // applications that must not be offered.
-class InstalledMachine {
+class InstalledMachine : public MachineTree {
 public:
     InstalledMachine()
     {
@@ -75,16 +66,7 @@ public:
                                                 "Package: nautilus\nStatus: install ok installed\nVersion: 43.2-1\n");
         writeFile(root / "var/lib/dpkg/info/quill.list", "/usr/share/applications/quill.desktop\n/usr/bin/quill\n");
         writeFile(root / "var/lib/dpkg/info/nautilus.list", "/usr/share/applications/org.gnome.Nautilus.desktop\n");
-        file(home / ".config/quill/quill");
-        file(home / ".config/suite/quill");
-        dir(root / "etc/quill");
-        file(root / "etc/default/quill");
-        dir(root / "var/lib/quill");
-        file(root / "var/log/quill/quill");
-        dir(home / ".cache/quill");
-        file(home / ".cache/crash/quill");
-        dir(home / "snap/quill/common");
-        file(root / "usr/local/libexec/quill");
+        quillTraces();
         file(home / ".config/systemd/user/quill");
 
         // Nimbus, an image in ~/Applications and a second copy in ~/Downloads.
@@ -144,23 +126,7 @@ public:
 
     SupportLocations locations() const { return SupportLocations::underHome(home.string(), root.string()); }
 
-    std::string shown(const std::string& url) const
-    {
-        auto path = url.starts_with("file://") ? url.substr(7) : url;
-        if (path.ends_with('/'))
-            path.pop_back();
-        if (path.starts_with(home.string()))
-            return "~" + path.substr(home.string().size());
-        return path.substr(root.string().size());
-    }
-
-    TemporaryDirectory temporary;
-    fs::path root = temporary.path() / "root";
-    fs::path home = root / "home/user";
-
 private:
-    static void dir(const fs::path& path) { fs::create_directories(path); }
-    static void file(const fs::path& path) { writeFile(path, "trace"); }
     static void sized(const fs::path& path, std::size_t bytes) { writeFile(path, std::string(bytes, 'b')); }
 };
 
@@ -243,10 +209,7 @@ TEST(ApplicationScanner, FindsEveryKindWithVersionsChildrenAndSupportFilesAndRep
 
     std::set<Row> found;
     for (const auto& name : {"Zeta Editor", "Quill Writer", "Nimbus", "Orbit"})
-        for (const auto& group : byName.at(name)->resources)
-            for (const auto& resource : group.files)
-                found.insert(Row{name, std::string(ApplicationResourceGroup::rawValue(group.category)),
-                                 machine.shown(resource.url)});
+        machine.addRows(found, name, byName.at(name)->resources);
     const std::set<Row> expected{
         {"Zeta Editor", "preferences", "~/.config/org.example.Zeta"},
         {"Zeta Editor", "supportFiles", "~/.local/state/org.example.Zeta.state"},
@@ -287,12 +250,7 @@ TEST(ApplicationScanner, FindsEveryKindWithVersionsChildrenAndSupportFilesAndRep
     auto events = recorder->events();
     ASSERT_GE(events.size(), 2u);
     EXPECT_EQ(events.front().what, "start");
-    std::vector<std::pair<std::string, double>> updates;
-    for (const auto& event : events) {
-        EXPECT_TRUE(event.onMain) << event.what;
-        if (event.progress >= 0)
-            updates.emplace_back(event.what, event.progress);
-    }
+    const auto updates = recorder->mainActorUpdates();
     const std::vector<std::pair<std::string, double>> expectedUpdates{
         {"Digging through Binaries...", 0.05},      {"Digging through Support Files...", 0.15},
         {"Digging through Logs...", 0.25},          {"Digging through Containers...", 0.35},

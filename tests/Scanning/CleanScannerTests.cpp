@@ -1,3 +1,4 @@
+#include "MachineTree.h"
 #include "Scanning/Clean/CleanScanner.h"
 #include "ScanListenerRecorder.h"
 #include "ScanTestSupport.h"
@@ -10,12 +11,7 @@
 #include <map>
 
 using namespace tarnel;
-using tarnel::testing::CapturedScanLog;
-using tarnel::testing::ScanListenerRecorder;
-using tarnel::testing::TemporaryDirectory;
-using tarnel::testing::VirtualTime;
-using tarnel::testing::waitUntil;
-using tarnel::testing::writeFile;
+using namespace tarnel::testing;
 namespace fs = std::filesystem;
 
 namespace {
@@ -23,7 +19,7 @@ namespace {
 constexpr std::uintmax_t MB = 1'000'000;
 
 // A home and a system root with known contents for every group.
-class CleanMachine {
+class CleanMachine : public MachineTree {
 public:
     CleanMachine()
     {
@@ -79,18 +75,10 @@ public:
     std::map<std::string, std::uint64_t> shown(const CleanScanItemSet& set) const
     {
         std::map<std::string, std::uint64_t> result;
-        for (const auto& item : set.items()) {
-            auto path = item.path();
-            path = path.starts_with(home.string()) ? "~" + path.substr(home.string().size())
-                                                   : path.substr(root.string().size());
-            result[path] = item.size;
-        }
+        for (const auto& item : set.items())
+            result[display(item.path())] = item.size;
         return result;
     }
-
-    TemporaryDirectory temporary;
-    fs::path root = temporary.path() / "root";
-    fs::path home = root / "home/user";
 
 private:
     static void sized(const fs::path& path, std::size_t bytes) { writeFile(path, std::string(bytes, 'c')); }
@@ -198,12 +186,7 @@ TEST(CleanScanner, EveryGroupHoldsExactlyItsItemsWithTheirSizes)
     ASSERT_FALSE(events.empty());
     EXPECT_EQ(events.front().what, "start");
     EXPECT_EQ(events.back().what, "finish");
-    std::vector<std::pair<std::string, double>> updates;
-    for (const auto& event : events) {
-        EXPECT_TRUE(event.onMain) << event.what;
-        if (event.progress >= 0)
-            updates.emplace_back(event.what, event.progress);
-    }
+    const auto updates = recorder->mainActorUpdates();
     const std::vector<std::pair<std::string, double>> expected{
         {"Digging through User Logs...", 0.05},  {"Digging through User Cache...", 0.15},
         {"Digging through System Logs...", 0.25}, {"Digging through Downloads...", 0.35},

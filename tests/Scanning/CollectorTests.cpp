@@ -16,23 +16,12 @@
 
 using namespace tarnel;
 using tarnel::testing::TemporaryDirectory;
+using tarnel::testing::runToValue;
 using tarnel::testing::waitUntil;
 using tarnel::testing::writeFile;
 namespace fs = std::filesystem;
 
 namespace {
-
-template <class Unit>
-auto run(const std::shared_ptr<Unit>& unit)
-{
-    ProcedureQueue queue;
-    queue.addOperation(unit);
-    unit->waitUntilFinished();
-    auto output = unit->output();
-    if (!output.value() || !output.value()->isSuccess())
-        throw std::runtime_error("the unit yielded no result");
-    return *output.value()->value();
-}
 
 // Paths below `root`, "" for root itself.
 std::set<std::string> relative(const FileCollector::Files& files, const fs::path& root)
@@ -56,7 +45,7 @@ TEST(Collectors, EachCollectorKeepsItsKindByWholeCaseSensitiveSuffix)
     fs::create_directory(root / "folder.deb");
 
     auto all = std::vector<FileCollectorOptions>(allFileCollectorOptions.begin(), allFileCollectorOptions.end());
-    auto result = run(std::make_shared<SimpleFileScanProcedure>(root.string(), all, 5));
+    auto result = runToValue(std::make_shared<SimpleFileScanProcedure>(root.string(), all, 5));
     ASSERT_EQ(result.size(), 7u);
     for (auto option : allFileCollectorOptions)
         EXPECT_TRUE(result.contains(std::string(rawValue(option)))) << rawValue(option);
@@ -94,16 +83,16 @@ TEST(Collectors, OptionsShapeTheDictionaryAndDepthBoundsTheWalk)
     writeFile(root / "one/two/deep.iso", "3");
 
     // No options: no keys, but the walk runs and the unit finishes with a value.
-    EXPECT_TRUE(run(std::make_shared<SimpleFileScanProcedure>(root.string(), std::vector<FileCollectorOptions>{}, 3))
+    EXPECT_TRUE(runToValue(std::make_shared<SimpleFileScanProcedure>(root.string(), std::vector<FileCollectorOptions>{}, 3))
                     .empty());
 
     // Two collectors of one name: one key, the later one's nodes.
-    auto twice = run(std::make_shared<SimpleFileScanProcedure>(
+    auto twice = runToValue(std::make_shared<SimpleFileScanProcedure>(
         root.string(), std::vector{FileCollectorOptions::diskImages, FileCollectorOptions::diskImages}, 1));
     ASSERT_EQ(twice.size(), 1u);
     EXPECT_EQ(relative(twice["diskImages"], root), std::set<std::string>{"top.iso"});
 
-    auto two = run(
+    auto two = runToValue(
         std::make_shared<SimpleFileScanProcedure>(root.string(), std::vector{FileCollectorOptions::diskImages}, 2));
     EXPECT_EQ(relative(two["diskImages"], root), (std::set<std::string>{"top.iso", "one/inner.iso"}));
 }
@@ -123,7 +112,7 @@ TEST(Collectors, GroupScanWalksOneFolderAfterAnotherIntoSharedCollectors)
         std::vector<std::string>{(root / "first").string(), (root / "second").string(), (root / "missing").string()},
         std::vector<std::shared_ptr<FileCollector>>{collector}, false, 1);
     EXPECT_EQ(group->maxConcurrentOperationCount(), 1);
-    auto total = run(group);
+    auto total = runToValue(group);
 
     EXPECT_EQ(total.root, nullptr);
     EXPECT_EQ(total.totalFilesScanned, 81);
@@ -152,13 +141,13 @@ TEST(Collectors, SizeCountsFilesInsideApplicationFoldersKeepsNothingAndIsZeroFor
     fs::create_symlink(root / "a", root / "link");
 
     // Files only: a symbolic link gets no node to be shown.
-    EXPECT_EQ(run(std::make_shared<SizeProcedure>(root.string())), 1000 + 300 + 20);
-    EXPECT_EQ(run(std::make_shared<SizeProcedure>((root / "missing").string())), 0);
+    EXPECT_EQ(runToValue(std::make_shared<SizeProcedure>(root.string())), 1000 + 300 + 20);
+    EXPECT_EQ(runToValue(std::make_shared<SizeProcedure>((root / "missing").string())), 0);
 
     auto collector = std::make_shared<SizeCollector>();
     std::vector<std::shared_ptr<FileCollector>> collectors{collector};
     auto walk = std::make_shared<FileScanProcedure>(root.string(), collectors, false, std::nullopt);
-    run(std::static_pointer_cast<DiskWalkProcedure>(walk));
+    runToValue(std::static_pointer_cast<DiskWalkProcedure>(walk));
     // Without searching application folders the tool isn't counted.
     EXPECT_EQ(collector->totalSize(), 1020);
     EXPECT_TRUE(collector->files().empty());

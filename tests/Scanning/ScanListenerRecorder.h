@@ -2,8 +2,11 @@
 
 #include "Scanning/ScanProgress.h"
 
+#include <gtest/gtest.h>
+
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tarnel::testing {
@@ -31,6 +34,18 @@ public:
     {
         std::lock_guard lock(mutex_);
         return events_;
+    }
+    // The status updates in order, each a status text and its fraction done. Every call, these
+    // and the start and finish, must have arrived on the main actor.
+    std::vector<std::pair<std::string, double>> mainActorUpdates() const
+    {
+        std::vector<std::pair<std::string, double>> updates;
+        for (const auto& event : events()) {
+            EXPECT_TRUE(event.onMain) << event.what;
+            if (event.progress >= 0)
+                updates.emplace_back(event.what, event.progress);
+        }
+        return updates;
     }
     bool finished() const
     {

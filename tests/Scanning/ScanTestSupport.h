@@ -1,15 +1,31 @@
 #pragma once
 
+#include "Scanning/Procedures/ProcedureQueue.h"
 #include "Scanning/ScanLog.h"
 
 #include <chrono>
+#include <memory>
 #include <mutex>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace tarnel::testing {
+
+// One support file found for an application: its path is "~/..." in the home, "/..." under the root.
+struct SupportFileRow {
+    std::string application;
+    std::string category;
+    std::string path;
+    auto operator<=>(const SupportFileRow&) const = default;
+};
+
+inline std::ostream& operator<<(std::ostream& out, const SupportFileRow& row)
+{
+    return out << "{" << row.application << ", " << row.category << ", " << row.path << "}";
+}
 
 // Captures the engine's log lines for the life of the object.
 class CapturedScanLog {
@@ -56,6 +72,19 @@ template <class Condition>
 void waitUntil(Condition condition)
 {
     waitUntil(condition, [] {});
+}
+
+// Runs one unit on a queue of its own and returns its value; a unit without one fails the test.
+template <class Unit>
+auto runToValue(const std::shared_ptr<Unit>& unit)
+{
+    ProcedureQueue queue;
+    queue.addOperation(unit);
+    unit->waitUntilFinished();
+    auto output = unit->output();
+    if (!output.value() || !output.value()->isSuccess())
+        throw std::runtime_error("the unit yielded no result");
+    return *output.value()->value();
 }
 
 } // namespace tarnel::testing

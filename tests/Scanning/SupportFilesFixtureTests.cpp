@@ -1,3 +1,5 @@
+#include "MachineTree.h"
+#include "ScanTestSupport.h"
 #include "Scanning/Procedures/ProcedureQueue.h"
 #include "Scanning/SupportFiles/SimpleMatchSupportingFilesProcedure.h"
 #include "Scanning/SupportFiles/SupportFilesScanProcedure.h"
@@ -13,38 +15,16 @@
 #include <tuple>
 
 using namespace tarnel;
-using tarnel::testing::TemporaryDirectory;
+using tarnel::testing::MachineTree;
+using tarnel::testing::runToValue;
 using tarnel::testing::writeFile;
 namespace fs = std::filesystem;
+using Row = tarnel::testing::SupportFileRow;
 
 namespace {
 
-struct Row {
-    std::string application;
-    std::string category;
-    std::string path; // "~/..." in the home, "/..." under the fixture root
-    auto operator<=>(const Row&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& out, const Row& row)
-{
-    return out << "{" << row.application << ", " << row.category << ", " << row.path << "}";
-}
-
-template <class Unit>
-auto run(const std::shared_ptr<Unit>& unit)
-{
-    ProcedureQueue queue;
-    queue.addOperation(unit);
-    unit->waitUntilFinished();
-    auto output = unit->output();
-    if (!output.value() || !output.value()->isSuccess())
-        throw std::runtime_error("the unit yielded no result");
-    return *output.value()->value();
-}
-
 // A machine with four applications of four kinds, their traces, and entries that must not match.
-class FixtureMachine {
+class FixtureMachine : public MachineTree {
 public:
     FixtureMachine()
     {
@@ -58,17 +38,8 @@ public:
         file(home / ".config/org.example.Zeta/settings.json");
         file(home / ".config/autostart/org.example.Zeta.desktop");
         file(root / "var/crash/org.example.Zeta.1000.crash");
-        // Quill, a distribution package whose folders bear its program's name.
-        file(home / ".config/quill/quill");
-        file(home / ".config/suite/quill");
-        dir(root / "etc/quill");
-        file(root / "etc/default/quill");
-        dir(root / "var/lib/quill");
-        file(root / "var/log/quill/quill");
-        dir(home / ".cache/quill");
-        file(home / ".cache/crash/quill");
-        dir(home / "snap/quill/common");
-        file(root / "usr/local/libexec/quill");
+        // Quill, a distribution package.
+        quillTraces();
         // Nimbus, an AppImage.
         file(home / "Applications/Nimbus-2.1-x86_64.AppImage");
         dir(home / ".config/NIMBUS");
@@ -124,24 +95,6 @@ public:
         orbit.applicationRoot = (root / "opt/orbit").string();
         return {{"Zeta", zeta}, {"Quill", quill}, {"Nimbus", nimbus}, {"Orbit", orbit}};
     }
-
-    std::string shown(const std::string& url) const
-    {
-        auto path = url.substr(std::string("file://").size());
-        if (path.ends_with('/'))
-            path.pop_back();
-        if (path.starts_with(home.string()))
-            return "~" + path.substr(home.string().size());
-        return path.substr(root.string().size());
-    }
-
-    TemporaryDirectory temporary;
-    fs::path root = temporary.path() / "root";
-    fs::path home = root / "home/user";
-
-private:
-    static void dir(const fs::path& path) { fs::create_directories(path); }
-    static void file(const fs::path& path) { writeFile(path, "trace"); }
 };
 
 } // namespace
@@ -149,18 +102,15 @@ private:
 TEST(SupportFiles, FourApplicationsOfFourKindsFindTheirTracesAndNoDecoy)
 {
     FixtureMachine machine;
-    auto supportFiles = run(std::make_shared<SupportFilesScanProcedure>(
+    auto supportFiles = runToValue(std::make_shared<SupportFilesScanProcedure>(
         SupportLocations::underHome(machine.home.string(), machine.root.string())));
 
     std::set<Row> found;
     for (const auto& [name, identity] : machine.applications()) {
         auto matcher = std::make_shared<SimpleMatchSupportingFilesProcedure>(std::vector{identity}, supportFiles);
-        auto groups = run(matcher);
+        auto groups = runToValue(matcher);
         ASSERT_EQ(groups.size(), 11u);
-        for (const auto& group : groups)
-            for (const auto& resource : group.files)
-                found.insert(Row{name, std::string(ApplicationResourceGroup::rawValue(group.category)),
-                                 machine.shown(resource.url)});
+        machine.addRows(found, name, groups);
     }
 
     const std::set<Row> expected{

@@ -35,13 +35,7 @@ namespace {
 
 std::shared_ptr<DiskScanResult> run(const std::shared_ptr<DiskWalkProcedure>& walk)
 {
-    ProcedureQueue queue;
-    queue.addOperation(walk);
-    walk->waitUntilFinished();
-    auto output = walk->output();
-    if (!output.value() || !output.value()->isSuccess())
-        throw std::runtime_error("the walk yielded no result");
-    return *output.value()->value();
+    return tarnel::testing::runToValue(walk);
 }
 
 std::shared_ptr<DiskScanResult> map(const fs::path& root, std::optional<int> depth = {}, bool bundles = false)

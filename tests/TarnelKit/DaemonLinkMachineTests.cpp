@@ -10,6 +10,7 @@
 #include "QuendalFoundation/Preferences/Preferences.h"
 #include "ChildProcess.h"
 #include "ScaledClock.h"
+#include "SessionDaemonLink.h"
 #include "TestSupport.h"
 
 #include <asio/co_spawn.hpp>
@@ -81,15 +82,7 @@ TEST(DaemonLinkOnThisMachine, StartBringsUpTheDaemonFillsTheStoresAndSurvivesIts
     const auto program = binaryDirectory() / "daemon" / "tarneld";
     auto registry = std::make_shared<SessionServiceRegistry>(program, folder.path(), false, clock);
 
-    DaemonLink::Options options;
-    options.identifier = MonitorAppIdentity::daemon();
-    options.registry = registry;
-    options.hostBuild = "1";
-    options.applicationPath = "/usr/bin/tarnel";
-    options.preferences = std::make_shared<quendal::Preferences>(folder.path() / "preferences.json");
-    options.executor = context.get_executor();
-    options.clock = clock;
-    auto link = DaemonLink::make(options);
+    auto link = sessionDaemonLink(registry, folder.path(), context.get_executor(), clock);
     link.installShared();
 
     auto runUntil = [&](auto condition, double seconds) {

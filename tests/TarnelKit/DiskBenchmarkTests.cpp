@@ -20,6 +20,7 @@ using namespace tarnel;
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 using tarnel::testing::TemporaryDirectory;
+using tarnel::testing::pumpUntil;
 using tarnel::testing::VirtualTime;
 
 namespace {
@@ -47,18 +48,6 @@ struct Recorder : DiskBenchmarkListener {
     }
     bool ended() const { return stopped.has_value() || finished.has_value(); }
 };
-
-// Waits for the body's real thread while the main actor's work runs; virtual time stays put.
-bool pumpUntil(VirtualTime& time, const std::function<bool()>& done)
-{
-    for (int i = 0; i < 20000 && !done(); ++i) {
-        time.poll();
-        if (!done())
-            std::this_thread::sleep_for(1ms);
-    }
-    time.poll();
-    return done();
-}
 
 // Stops the first timed block until the test lets it go.
 class Gate {
@@ -100,6 +89,19 @@ DiskBenchmark::Configuration small(VirtualTime& time, std::chrono::nanoseconds p
         return perPass;
     };
     return c;
+}
+
+// A small run whose first timed block waits at `gate`.
+DiskBenchmark::Configuration gated(VirtualTime& time, std::chrono::nanoseconds perPass, Gate& gate)
+{
+    auto config = small(time, perPass);
+    auto timeBlock = config.timeBlock;
+    config.timeBlock = [&gate, timeBlock](const std::function<void()>& block) {
+        if (!gate.entered())
+            gate.enterAndWait();
+        return timeBlock(block);
+    };
+    return config;
 }
 
 HardwareDiskCatalogItem drive()
@@ -227,14 +229,7 @@ TEST(DiskBenchmark, ASecondRunIsIgnoredAndStopWhenIdleDoesNothing)
     VirtualTime time;
     TemporaryDirectory target, elsewhere;
     Gate gate;
-    auto config = small(time, 40s);
-    auto timeBlock = config.timeBlock;
-    config.timeBlock = [&gate, timeBlock](const std::function<void()>& block) {
-        if (!gate.entered())
-            gate.enterAndWait();
-        return timeBlock(block);
-    };
-    auto engine = DiskBenchmark::make(config);
+    auto engine = DiskBenchmark::make(gated(time, 40s, gate));
     auto recorder = std::make_shared<Recorder>();
     engine->add(recorder);
     engine->stop();
@@ -264,14 +259,7 @@ TEST(DiskBenchmark, StopDuringAPassRemovesTheFolderAndReportsNoError)
     VirtualTime time;
     TemporaryDirectory target;
     Gate gate;
-    auto config = small(time, 1s);
-    auto timeBlock = config.timeBlock;
-    config.timeBlock = [&gate, timeBlock](const std::function<void()>& block) {
-        if (!gate.entered())
-            gate.enterAndWait();
-        return timeBlock(block);
-    };
-    auto engine = DiskBenchmark::make(config);
+    auto engine = DiskBenchmark::make(gated(time, 1s, gate));
     auto recorder = std::make_shared<Recorder>();
     engine->add(recorder);
     engine->run(drive(), target.path());

@@ -4,6 +4,7 @@
 
 #include "FakeDaemonManager.h"
 #include "TestSupport.h"
+#include "ManagerEnvironment.h"
 #include "VirtualTime.h"
 
 #include <gtest/gtest.h>
@@ -116,21 +117,14 @@ TEST(DaemonOnboarding, AMissingDaemonProgramIsExplainedAsSuchNotAsItsException)
 {
     VirtualTime time;
     TemporaryDirectory folder;
-    DaemonManager::Environment environment;
-    environment.identifier = "org.quendal.Tarnel.Daemon";
-    environment.registry = std::make_shared<SessionServiceRegistry>(folder.path() / "no-such-tarneld", folder.path(), false,
-                                                                     time.clockPointer());
+    auto registry = std::make_shared<SessionServiceRegistry>(folder.path() / "no-such-tarneld", folder.path(), false,
+                                                             time.clockPointer());
     auto unreachable = []() -> asio::awaitable<std::optional<int>> {
         throw std::runtime_error("connection refused");
         co_return std::nullopt;
     };
-    environment.privilegedProbe = unreachable;
-    environment.statsProbe = unreachable;
-    environment.preferences = std::make_shared<quendal::Preferences>(folder.path() / "preferences.json");
-    environment.hostBuild = "1";
-    environment.executor = time.executor();
-    environment.clock = time.clockPointer();
-    auto manager = std::make_shared<DaemonManager>(std::move(environment));
+    auto manager = std::make_shared<DaemonManager>(
+        tarnel::testing::managerEnvironment(registry, unreachable, folder.path(), time));
     time.await(manager->updateStatus());
     ASSERT_EQ(manager->status.value(), DaemonStatus::notFound);
 

@@ -7,6 +7,7 @@
 #include "QuendalFoundation/Logging/LogStore.h"
 
 #include "TestSupport.h"
+#include "ManagerEnvironment.h"
 #include "VirtualTime.h"
 
 #include <asio/co_spawn.hpp>
@@ -231,16 +232,9 @@ TEST(ServiceRegistry, TheManagerFindsTheRestartedDaemonWithoutAReinstall)
             throw xpc::XPCError::connectionInvalid();
         co_return xpc::daemonAPIVersion;
     };
-    DaemonManager::Environment environment;
-    environment.identifier = "org.quendal.Tarnel.Daemon";
-    environment.registry = std::shared_ptr<ServiceRegistry>(s.registry.get(), [](ServiceRegistry*) {});
-    environment.privilegedProbe = probe;
-    environment.statsProbe = probe;
-    environment.preferences = std::make_shared<quendal::Preferences>(preferences.path() / "preferences.json");
-    environment.hostBuild = "1";
-    environment.executor = time.executor();
-    environment.clock = time.clockPointer();
-    auto manager = std::make_shared<DaemonManager>(std::move(environment));
+    // The manager borrows the registry, which the setup owns.
+    auto manager = std::make_shared<DaemonManager>(tarnel::testing::managerEnvironment(
+        std::shared_ptr<ServiceRegistry>(s.registry.get(), [](ServiceRegistry*) {}), probe, preferences.path(), time));
     time.await(manager->start());
     ASSERT_EQ(manager->status.value(), DaemonStatus::connected);
     ASSERT_EQ(spawner.commands.size(), 1u);

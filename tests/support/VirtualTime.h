@@ -6,10 +6,13 @@
 #include <asio/co_spawn.hpp>
 #include <asio/io_context.hpp>
 
+#include <chrono>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 
 namespace tarnel::testing {
 
@@ -81,5 +84,18 @@ private:
     asio::io_context context_;
     std::shared_ptr<quendal::VirtualClock> clock_;
 };
+
+// Waits for work on a real thread while the main actor's work runs; virtual time stays put.
+// The bound only turns a hang into a failure.
+inline bool pumpUntil(VirtualTime& time, const std::function<bool()>& done)
+{
+    for (int i = 0; i < 20000 && !done(); ++i) {
+        time.poll();
+        if (!done())
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    time.poll();
+    return done();
+}
 
 } // namespace tarnel::testing

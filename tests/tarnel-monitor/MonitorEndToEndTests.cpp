@@ -73,17 +73,21 @@ struct Desktop {
     }
 };
 
-} // namespace
-
-TEST(MonitorEndToEnd, ExportReloadQuitSecondCopyAndLoginEntry)
-{
+// Each test's desktop, its Qt core and virtual time, torn down in reverse.
+class MonitorEndToEnd : public ::testing::Test {
+protected:
     Desktop desktop;
     int argc = 1;
-    char name[] = "test";
-    char* argv[] = {name, nullptr};
-    QCoreApplication qt(argc, argv);
+    char name[5] = "test";
+    char* argv[2] = {name, nullptr};
+    QCoreApplication qt{argc, argv};
     tarnel::testing::VirtualTime time;
+};
 
+} // namespace
+
+TEST_F(MonitorEndToEnd, ExportReloadQuitSecondCopyAndLoginEntry)
+{
     quendal::Preferences preferences(desktop.configHome / "tarnel" / "preferences.json");
     auto apps = std::make_shared<LinuxMonitorApps>();
     MonitorAppController controller({apps, std::make_shared<DBusMonitorSignals>(), &preferences, monitorExecutable(),
@@ -145,15 +149,8 @@ TEST(MonitorEndToEnd, ExportReloadQuitSecondCopyAndLoginEntry)
     EXPECT_FALSE(controller.isMonitorRunning.value());
 }
 
-TEST(MonitorEndToEnd, AStaleCopyIsReplacedByAFreshOne)
+TEST_F(MonitorEndToEnd, AStaleCopyIsReplacedByAFreshOne)
 {
-    Desktop desktop;
-    int argc = 1;
-    char name[] = "test";
-    char* argv[] = {name, nullptr};
-    QCoreApplication qt(argc, argv);
-    tarnel::testing::VirtualTime time;
-
     // A copy of the Monitor of our own, so its file can be touched after launch.
     const auto copy = desktop.home.path() / "bin" / "tarnel-monitor";
     std::filesystem::create_directories(copy.parent_path());

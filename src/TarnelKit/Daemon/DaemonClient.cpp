@@ -1,5 +1,7 @@
 #include "TarnelKit/Daemon/DaemonClient.h"
 
+#include "TarnelKit/SharedClientSlot.h"
+
 #include "TarnelXPC/Routes.h"
 #include "TarnelXPC/TypedClient.h"
 
@@ -9,20 +11,17 @@
 namespace tarnel {
 
 namespace {
-std::mutex sharedMutex;
-std::shared_ptr<DaemonClient> sharedClient;
+SharedClientSlot<DaemonClient> sharedClient;
 } // namespace
 
 std::shared_ptr<DaemonClient> DaemonClient::shared()
 {
-    std::lock_guard lock(sharedMutex);
-    return sharedClient;
+    return sharedClient.get();
 }
 
 void DaemonClient::setShared(std::shared_ptr<DaemonClient> client)
 {
-    std::lock_guard lock(sharedMutex);
-    sharedClient = std::move(client);
+    sharedClient.set(std::move(client));
 }
 
 DaemonClient::DaemonClient(std::string identifier, xpc::ServiceEndpoint endpoint)

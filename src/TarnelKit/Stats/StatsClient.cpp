@@ -1,5 +1,7 @@
 #include "TarnelKit/Stats/StatsClient.h"
 
+#include "TarnelKit/SharedClientSlot.h"
+
 #include "TarnelKit/Daemon/DaemonClient.h"
 
 #include "TarnelFoundation/Identity/MonitorAppIdentity.h"
@@ -25,8 +27,7 @@ using Kind = StatsStreamAttemptResult::Kind;
 
 namespace {
 
-std::mutex sharedMutex;
-std::shared_ptr<StatsClient> sharedClient;
+SharedClientSlot<StatsClient> sharedClient;
 
 std::string describe(std::exception_ptr error)
 {
@@ -54,14 +55,12 @@ bool isXPCError(std::exception_ptr error, xpc::XPCError::Kind kind)
 
 std::shared_ptr<StatsClient> StatsClient::shared()
 {
-    std::lock_guard lock(sharedMutex);
-    return sharedClient;
+    return sharedClient.get();
 }
 
 void StatsClient::setShared(std::shared_ptr<StatsClient> client)
 {
-    std::lock_guard lock(sharedMutex);
-    sharedClient = std::move(client);
+    sharedClient.set(std::move(client));
 }
 
 std::shared_ptr<StatsClient> StatsClient::make(const std::string& identifier, xpc::ServiceEndpoint endpoint,
