@@ -169,11 +169,12 @@ TEST(GroupedResults, DropRemovesDeletedRowsAndKeepsTheRest)
     f.state.setSelected(f.A(), true);
     f.state.setSelected(f.sub(), true);
     auto* A = &f.A();
+    auto* B = &f.B();
     auto* sub = &f.sub();
     // A fully ticked folder goes as one node even when its children are reported.
     f.state.dropFromParents({&f.a1(), &f.a2(), sub->children()[0].get(), sub->children()[1].get()});
     ASSERT_EQ(f.downloads().children().size(), 1u);
-    EXPECT_EQ(f.downloads().children()[0].get(), &f.B());
+    EXPECT_EQ(f.downloads().children()[0].get(), B);
     EXPECT_NE(f.downloads().children()[0].get(), A);
     EXPECT_EQ(f.downloads().size, 300u) << "the group's size follows its rows";
     EXPECT_EQ(f.downloads().selectionState, S::off);
@@ -203,11 +204,12 @@ TEST(GroupedResults, AFullyTickedGroupGoesAndTheHighlightMovesToTheRowBefore)
 
     // Another group going leaves the highlighted one highlighted at its new row.
     Fixture g;
-    g.state.highlightedGroupIndex = 2; // caches
+    g.state.highlightedGroupIndex = 2;
+    auto* caches = &g.caches();
     g.state.setSelected(g.downloads(), true);
     g.state.dropFromParents({&g.A(), &g.B(), g.sub().children()[0].get(), g.sub().children()[1].get()});
     EXPECT_EQ(g.state.groups.size(), 2u);
-    EXPECT_EQ(g.state.highlightedGroup(), &g.caches());
+    EXPECT_EQ(g.state.highlightedGroup(), caches);
     EXPECT_EQ(g.state.highlightedGroupIndex, 1);
 }
 
