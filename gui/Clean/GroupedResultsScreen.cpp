@@ -174,25 +174,36 @@ void GroupedResultsScreen::highlightRow(int row)
 void GroupedResultsScreen::reloadList()
 {
     auto state = provider_->state();
-    reloadingList_ = true;
-    list_->clear();
+    const std::size_t groupCount = state ? state->groups.size() : 0;
     std::uint64_t total = 0;
     if (state)
         for (const auto& group : state->groups)
             total += group->size;
-    auto* head = new QListWidgetItem(QIcon::fromTheme(QStringLiteral("edit-clear-all")),
-                                     qs(provider_->title.value_or(std::string())) + QStringLiteral("\n") + sizeText(total), list_);
-    head->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
-    if (state) {
-        for (const auto& group : state->groups) {
-            auto* item = new QListWidgetItem(nodeIcon(*group), qs(group->title()) + QStringLiteral("\n") + sizeText(group->size), list_);
+    reloadingList_ = true;
+    // Rows are updated in place when the groups are the same, since this runs from the list's
+    // own change signal, where its items must stay alive.
+    const bool rebuild = list_->count() != static_cast<int>(groupCount) + 1;
+    if (rebuild) {
+        list_->clear();
+        auto* head = new QListWidgetItem(QIcon::fromTheme(QStringLiteral("edit-clear-all")), QString(), list_);
+        head->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+        for (std::size_t i = 0; i < groupCount; ++i) {
+            auto* item = new QListWidgetItem(list_);
             item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
-            item->setCheckState(group->selectionState == SelectionState::on      ? Qt::Checked
-                                : group->selectionState == SelectionState::mixed ? Qt::PartiallyChecked
-                                                                                 : Qt::Unchecked);
         }
-        list_->setCurrentRow(state->highlightedGroupIndex.value_or(-1));
     }
+    list_->item(0)->setText(qs(provider_->title.value_or(std::string())) + QStringLiteral("\n") + sizeText(total));
+    for (std::size_t i = 0; i < groupCount; ++i) {
+        const auto& group = *state->groups[i];
+        auto* item = list_->item(static_cast<int>(i) + 1);
+        item->setIcon(nodeIcon(group));
+        item->setText(qs(group.title()) + QStringLiteral("\n") + sizeText(group.size));
+        item->setCheckState(group.selectionState == SelectionState::on      ? Qt::Checked
+                            : group.selectionState == SelectionState::mixed ? Qt::PartiallyChecked
+                                                                             : Qt::Unchecked);
+    }
+    if (state)
+        list_->setCurrentRow(state->highlightedGroupIndex.value_or(-1));
     reloadingList_ = false;
     showHighlightedGroup();
 }

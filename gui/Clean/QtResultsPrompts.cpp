@@ -19,17 +19,25 @@ QString qs(const std::string& text)
 
 } // namespace
 
+std::unique_ptr<QMessageBox> makeDeleteConfirmation(const std::string& message, const std::string& informativeText,
+                                                    const std::string& accept, const std::string& cancel,
+                                                    QWidget* parent)
+{
+    auto box = std::make_unique<QMessageBox>(QMessageBox::Information, qs(message), qs(message), QMessageBox::NoButton, parent);
+    box->setObjectName(QStringLiteral("deleteConfirmation"));
+    box->setInformativeText(qs(informativeText));
+    box->addButton(qs(accept), QMessageBox::DestructiveRole)->setObjectName(QStringLiteral("deleteAccept"));
+    // Cancel is the default, so a stray Return deletes nothing.
+    box->setDefaultButton(box->addButton(qs(cancel), QMessageBox::RejectRole));
+    return box;
+}
+
 bool QtResultsPrompts::confirm(const std::string& message, const std::string& informativeText,
                                const std::string& accept, const std::string& cancel)
 {
-    QMessageBox box(QMessageBox::Information, qs(message), qs(message), QMessageBox::NoButton, parent_);
-    box.setObjectName(QStringLiteral("cleanConfirmation"));
-    box.setInformativeText(qs(informativeText));
-    auto* first = box.addButton(qs(accept), QMessageBox::DestructiveRole);
-    auto* second = box.addButton(qs(cancel), QMessageBox::RejectRole);
-    box.setDefaultButton(second);
-    box.exec();
-    return box.clickedButton() == first;
+    auto box = makeDeleteConfirmation(message, informativeText, accept, cancel, parent_);
+    box->exec();
+    return box->clickedButton() && box->clickedButton()->objectName() == QStringLiteral("deleteAccept");
 }
 
 void QtResultsPrompts::warn(const std::string& message, const std::string& informativeText)

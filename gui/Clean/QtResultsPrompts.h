@@ -6,8 +6,16 @@
 #include <QWidget>
 
 #include <functional>
+#include <memory>
+
+class QMessageBox;
 
 namespace tarnel::gui {
+
+// The informational alert that asks before anything is deleted; its first button deletes.
+std::unique_ptr<QMessageBox> makeDeleteConfirmation(const std::string& message, const std::string& informativeText,
+                                                    const std::string& accept, const std::string& cancel,
+                                                    QWidget* parent);
 
 // Modal alerts over the results screen; the status text goes to the screen's banner.
 class QtResultsPrompts : public ResultsPrompts {
