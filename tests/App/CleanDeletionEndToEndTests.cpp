@@ -48,7 +48,7 @@ void filled(const fs::path& path, std::size_t bytes)
     ::close(fd);
 }
 
-bool exists(const fs::path& path)
+bool statSaysPresent(const fs::path& path)
 {
     struct stat info {};
     return ::lstat(path.c_str(), &info) == 0;
@@ -99,12 +99,11 @@ TEST(CleanDeletionEndToEnd, ExactlyTheTickedFilesGoAndTheFreedSpaceMatches)
     filled(home / ".cache/fontlist", 5 * MB);
     filled(home / ".cache/thumbnails/big.png", 3 * MB);
     filled(home / ".local/state/editor/logs/today.log", 2 * MB);
-    // Ticked, but the daemon cannot remove it: its folder is read-only for the caller.
-    filled(home / ".cache/locked/kept.bin", 1 * MB);
+    // Ticked, then removed by hand before the deletion runs.
+    filled(home / ".cache/vanished/gone.bin", 1 * MB);
     const std::vector<fs::path> ticked{home / "Downloads/a.zip", home / "Downloads/b.tar", home / "Downloads/c.txt",
                                        home / ".cache/fontlist"};
-    const std::vector<fs::path> kept{home / ".cache/thumbnails/big.png", home / ".local/state/editor/logs/today.log",
-                                     home / ".cache/locked/kept.bin"};
+    const std::vector<fs::path> kept{home / ".cache/thumbnails/big.png", home / ".local/state/editor/logs/today.log"};
 
     asio::io_context context;
     quendal::Runtime::shared().setMainExecutor(context.get_executor());
@@ -154,13 +153,13 @@ TEST(CleanDeletionEndToEnd, ExactlyTheTickedFilesGoAndTheFreedSpaceMatches)
     ASSERT_TRUE(downloads && caches);
     ASSERT_EQ(downloads->children().size(), 3u);
     auto* fontlist = rowFor(*caches, home / ".cache/fontlist");
-    auto* locked = rowFor(*caches, home / ".cache/locked");
-    ASSERT_TRUE(fontlist && locked) << "the caches show their entries";
+    auto* vanished = rowFor(*caches, home / ".cache/vanished");
+    ASSERT_TRUE(fontlist && vanished) << "the caches show their entries";
     provider->selectionDidChange(*downloads, true);
     provider->selectionDidChange(*fontlist, true);
-    provider->selectionDidChange(*locked, true);
+    provider->selectionDidChange(*vanished, true);
     ASSERT_EQ(caches->selectionState, SelectionState::mixed);
-    ::chmod((home / ".cache/locked").c_str(), 0555);
+    fs::remove_all(home / ".cache/vanished");
 
     std::vector<std::string> expected;
     for (auto* node : state.selectedTopItems())
@@ -171,19 +170,18 @@ TEST(CleanDeletionEndToEnd, ExactlyTheTickedFilesGoAndTheFreedSpaceMatches)
     provider->deleteAction();
     ASSERT_TRUE(runUntil([&] { return provider->lastOutcome().has_value(); }, std::chrono::seconds(30)));
     const auto freeAfter = freeBytes(home);
-    ::chmod((home / ".cache/locked").c_str(), 0755);
 
     for (const auto& path : ticked)
-        EXPECT_FALSE(exists(path)) << path;
+        EXPECT_FALSE(statSaysPresent(path)) << path;
     for (const auto& path : kept)
-        EXPECT_TRUE(exists(path)) << path;
+        EXPECT_TRUE(statSaysPresent(path)) << path;
     const auto& outcome = *provider->lastOutcome();
     EXPECT_EQ(outcome.deleted, 4u);
     EXPECT_EQ(outcome.failed, 1u);
     EXPECT_EQ(prompts->warnings, std::vector<std::string>{"Unable to delete items|1 items could not be deleted."});
     EXPECT_EQ(prompts->statuses, std::vector<std::string>{"Deleted 4 items"});
-    EXPECT_EQ(rowFor(*caches, home / ".cache/locked"), locked) << "the refused row stays";
-    EXPECT_EQ(locked->selectionState, SelectionState::on);
+    EXPECT_EQ(rowFor(*caches, home / ".cache/vanished"), vanished) << "the row the daemon could not remove stays";
+    EXPECT_EQ(vanished->selectionState, SelectionState::on) << "ticked, so the user can try again";
     EXPECT_EQ(groupOf(state, CleanScanGroup::downloads), nullptr) << "the fully ticked group went";
 
     // The file system is shared with other work, so the check is as tight as the brief allows.
