@@ -59,8 +59,9 @@ std::size_t itemCount(const GroupedResultsState& state)
 CleanScreen::CleanScreen(std::shared_ptr<CleanResultsProvider> provider, std::shared_ptr<QtResultsPrompts> prompts,
                          QWidget* parent)
     : QWidget(parent), provider_(std::move(provider)), prompts_(std::move(prompts)), pages_(new QStackedLayout(this)),
-      intro_(makeIntro()), results_(new GroupedResultsScreen(provider_, this))
+      results_(new GroupedResultsScreen(provider_, this))
 {
+    intro_ = makeIntro();
     setObjectName(QStringLiteral("cleanScreen"));
     prompts_->setParent(this);
     prompts_->setStatusHandler([this](const std::string& status, std::chrono::milliseconds duration) {

@@ -43,7 +43,7 @@ private:
     std::shared_ptr<CleanResultsProvider> provider_;
     std::shared_ptr<QtResultsPrompts> prompts_;
     QStackedLayout* pages_;
-    QWidget* intro_;
+    QWidget* intro_ = nullptr;
     GroupedResultsScreen* results_;
     QWidget* resultsPage_ = nullptr;
     QPushButton* scan_ = nullptr;

@@ -200,9 +200,11 @@ TEST(CleanScreen, IntroScanningOverlayAndConfirmation)
     EXPECT_EQ(screen.scanButton()->text(), QStringLiteral("Scan"));
     saveBoth(screen, "clean-intro");
 
-    // The overlay as the scanner's listener calls draw it.
+    // With a result standing, opening the results starts no scan; the overlay is drawn as the
+    // scanner's listener calls draw it.
+    CleanResultsStore::shared().state = std::make_shared<GroupedResultsState>(makeCleanResultGroups(home.found));
     screen.showResults();
-    provider->resultsDidDisappear();
+    EXPECT_FALSE(CleanScanner::shared().isRunning());
     provider->resultsViewController.lock()->showOverlay(
         {.title = "Scanning", .message = "Digging through User Logs...", .animated = false, .progress = 0.35});
     EXPECT_TRUE(screen.results()->overlay()->isVisible());
@@ -210,8 +212,7 @@ TEST(CleanScreen, IntroScanningOverlayAndConfirmation)
     provider->resultsViewController.lock()->dismissOverlay();
     EXPECT_FALSE(screen.results()->overlay()->isVisible());
 
-    // With a result standing, the intro offers a new scan and the items.
-    CleanResultsStore::shared().state = std::make_shared<GroupedResultsState>(makeCleanResultGroups(home.found));
+    // Back on the intro, it offers a new scan and the items.
     screen.showIntro();
     EXPECT_TRUE(screen.viewButton()->isVisible());
     EXPECT_EQ(screen.viewButton()->text(), QStringLiteral("Show 8 Items"));
