@@ -70,13 +70,6 @@ void GroupedResultsTreeModel::refreshRows(const std::vector<GroupedResultNode*>&
     }
 }
 
-void GroupedResultsTreeModel::refreshAll()
-{
-    // Data is read from the nodes on paint, so a repaint of the top rows carries every tick.
-    if (group_ && !group_->children().empty())
-        Q_EMIT dataChanged(index(0, 0), index(static_cast<int>(group_->children().size()) - 1, 1));
-}
-
 QModelIndex GroupedResultsTreeModel::index(int row, int column, const QModelIndex& parent) const
 {
     auto* owner = nodeOrGroup(parent);

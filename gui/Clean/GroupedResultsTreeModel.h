@@ -22,7 +22,6 @@ public:
     QModelIndex indexOf(GroupedResultNode* node) const;
     // After a change of ticks only: the rows repaint from the nodes.
     void refreshRows(const std::vector<GroupedResultNode*>& rows);
-    void refreshAll();
 
     QModelIndex index(int row, int column, const QModelIndex& parent = {}) const override;
     QModelIndex parent(const QModelIndex& index) const override;
