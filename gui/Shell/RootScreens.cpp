@@ -2,7 +2,9 @@
 
 #include "Benchmark/DiskBenchmarkScreen.h"
 #include "Clean/CleanScreen.h"
+#include "Cooling/CoolingCards.h"
 #include "Dashboard/DashboardCards.h"
+#include "Power/PowerCards.h"
 #include "Settings/SettingsScreen.h"
 
 namespace tarnel::gui {
@@ -18,6 +20,10 @@ QWidget* rootScreen(AppRoute route)
         return makeCleanScreen();
     case AppRoute::storage:
         return makeDiskBenchmarkScreen();
+    case AppRoute::cooling:
+        return makeCoolingScreen(CoolingEntitiesProvider::make());
+    case AppRoute::battery:
+        return makePowerScreen(PowerEntitiesProvider::make());
     default:
         return nullptr;
     }

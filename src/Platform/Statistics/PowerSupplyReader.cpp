@@ -51,7 +51,7 @@ std::optional<std::int64_t> milliampHoursFromEnergy(std::optional<std::int64_t> 
 std::optional<double> BatteryState::healthFraction() const
 {
     if (!maximumCapacity || !designCapacity || *designCapacity <= 0)
-        return std::nullopt;
+        return fullOverDesign;
     return static_cast<double>(*maximumCapacity) / static_cast<double>(*designCapacity);
 }
 
@@ -105,6 +105,10 @@ BatteryState PowerSupplyReader::readBattery(const std::string& identifier) const
         battery.maximumCapacity = milliampHoursFromCharge(attributes.positive("charge_full"));
         battery.designCapacity = milliampHoursFromCharge(attributes.positive("charge_full_design"));
     }
+    auto fullCounter = attributes.positive(countsEnergy ? "energy_full" : "charge_full");
+    auto designCounter = attributes.positive(countsEnergy ? "energy_full_design" : "charge_full_design");
+    if (fullCounter && designCounter)
+        battery.fullOverDesign = static_cast<double>(*fullCounter) / static_cast<double>(*designCounter);
     battery.cycleCount = attributes.positive("cycle_count");
     if (voltage)
         battery.voltageMillivolts = *voltage / 1000;

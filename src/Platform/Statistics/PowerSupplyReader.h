@@ -32,9 +32,12 @@ struct BatteryState {
     std::optional<double> timeToEmptySeconds;
     std::optional<double> timeToFullSeconds;
     bool present = true;
+    // Full over design straight from the driver's counters (energy or charge), so health is
+    // known even where no design voltage turns energy into mAh.
+    std::optional<double> fullOverDesign;
 
     bool isCharging() const { return status == "Charging"; }
-    // Full charge over design capacity.
+    // Full charge over design capacity in mAh, else the counters' own ratio.
     std::optional<double> healthFraction() const;
 };
 
