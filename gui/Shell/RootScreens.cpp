@@ -1,6 +1,7 @@
 #include "Shell/RootScreens.h"
 
 #include "Benchmark/DiskBenchmarkScreen.h"
+#include "Clean/CleanScreen.h"
 #include "Cooling/CoolingCards.h"
 #include "Dashboard/DashboardCards.h"
 #include "Power/PowerCards.h"
@@ -15,6 +16,8 @@ QWidget* rootScreen(AppRoute route)
         return makeSettingsScreen();
     case AppRoute::dashboard:
         return makeDashboardScreen(DashboardProvider::make());
+    case AppRoute::clean:
+        return makeCleanScreen();
     case AppRoute::storage:
         return makeDiskBenchmarkScreen();
     case AppRoute::cooling:
