@@ -57,6 +57,13 @@ function(tarnel_module name)
   endif()
 endfunction()
 
+# Test programs are never timed (benchmarks live under bench/), and their code is mostly
+# assertions; optimising it was most of their compile time. The libraries they test keep the
+# build type's optimisation.
+function(tarnel_unoptimised target)
+  target_compile_options(${target} PRIVATE -O0)
+endfunction()
+
 # tarnel_test(Module Name SOURCES ... [LIBS ...] [ENV ...] [TIMEOUT s] [RUN_SERIAL])
 # One GoogleTest executable registered with CTest under the module's label.
 function(tarnel_test module name)
@@ -71,6 +78,7 @@ function(tarnel_test module name)
   endif()
   target_link_libraries(${target} PRIVATE ${ARG_LIBS} tarnel_test_support GTest::gtest GTest::gmock)
   tarnel_warnings(${target})
+  tarnel_unoptimised(${target})
   # Programs on Qt are built position-independent, which the shared header is not.
   if(TARGET tarnel_test_pch AND NOT "${ARG_LIBS}" MATCHES "Qt6|TarnelGui")
     target_precompile_headers(${target} REUSE_FROM tarnel_test_pch)

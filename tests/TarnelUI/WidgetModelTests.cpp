@@ -1,5 +1,6 @@
 #include "LogCapture.h"
 
+#include "TarnelFoundation/Codec/Codec.h"
 #include "TarnelUI/Core/AnyWidget.h"
 #include "TarnelUI/Core/MonitorWidget.h"
 
