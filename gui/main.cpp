@@ -3,11 +3,13 @@
 #include "Shell/SingleInstance.h"
 #include "Shell/TarnelApplication.h"
 #include "Theme/ScrollBarStyle.h"
+#include "Monitor/MonitorLink.h"
 
 #include "TarnelFoundation/Identity/MonitorAppIdentity.h"
 
 #include "QuendalFoundation/Logging/AppLogger.h"
 #include "QuendalFoundation/Runtime/Runtime.h"
+#include "QuendalFoundation/Runtime/Task.h"
 
 #include <QApplication>
 #include <QStyleFactory>
@@ -39,6 +41,12 @@ int main(int argc, char** argv)
         tarnel::gui::TarnelApplication application(options);
         application.launch();
         instance.onActivate([&application] { application.reopen(); });
+        // The Monitor app gets what is stored and runs beside the application.
+        auto monitor = quendal::spawnOnMain(tarnel::MonitorLink::shared().synchronize());
+        QObject::connect(&app, &QGuiApplication::applicationStateChanged, [](Qt::ApplicationState state) {
+            if (state == Qt::ApplicationActive)
+                tarnel::MonitorLink::shared().refreshRunningState();
+        });
         status = QApplication::exec();
         instance.onActivate(nullptr);
     }

@@ -10,7 +10,7 @@ packages=(
   libzip-dev zipcmp zipmerge ziptool
   libsqlite3-dev libcurl4-openssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  xvfb xauth dbus fonts-dejavu-core util-linux procps
+  xvfb xauth dbus fonts-dejavu-core util-linux procps trayer
   gdu fd-find bc python3 pciutils smartmontools
 )
 

@@ -1,5 +1,8 @@
 #include "Settings/SettingsScreen.h"
 
+#include "Monitor/MonitorLink.h"
+#include "QuendalFoundation/Runtime/Task.h"
+
 #include "Theme/CardFrame.h"
 #include "Theme/ThemeManager.h"
 
@@ -128,7 +131,8 @@ CollectionScreen* makeSettingsScreen()
 {
     return makeSettingsScreen(std::make_shared<SettingsProvider>(SettingsProvider::Sources{
         &quendal::Preferences::shared(), [] { return TarnelThemeManager::shared().theme(); },
-        [](quendal::Theme theme) { TarnelThemeManager::shared().setTheme(theme); }}));
+        [](quendal::Theme theme) { TarnelThemeManager::shared().setTheme(theme); },
+        [](bool on) { quendal::spawnOnMain(MonitorLink::shared().setRunAtLogin(on)).detach(); }}));
 }
 
 QCheckBox* settingsSwitch(const CollectionScreen& screen, const std::string& identifier)

@@ -16,12 +16,14 @@ struct Fixture {
     quendal::Theme theme = quendal::Theme::system;
     std::vector<quendal::Theme> applied;
     int reloads = 0;
+    std::vector<bool> loginChoices;
     std::shared_ptr<SettingsProvider> provider = std::make_shared<SettingsProvider>(SettingsProvider::Sources{
         &preferences, [this] { return theme; },
         [this](quendal::Theme chosen) {
             applied.push_back(chosen);
             theme = chosen;
-        }});
+        },
+        [this](bool on) { loginChoices.push_back(on); }});
 
     Fixture() { provider->setReload([this] { ++reloads; }); }
 
@@ -98,4 +100,14 @@ TEST(Settings, ChoicesAreStoredAndTheRowsReload)
     f.provider.reset();
     orphan.onChange(true);
     EXPECT_FALSE(quendal::read(f.preferences, quendal::PreferenceKeys::runMonitorAtLogin));
+}
+
+TEST(Settings, TheLoginSwitchGoesToTheMonitorController)
+{
+    Fixture f;
+    f.row<SettingsSwitchModel>("runMonitorAtLogin").onChange(false);
+    f.row<SettingsSwitchModel>("runMonitorAtLogin").onChange(true);
+    EXPECT_EQ(f.loginChoices, (std::vector<bool>{false, true}));
+    // The row shows the choice at once, before the controller has run.
+    EXPECT_TRUE(f.row<SettingsSwitchModel>("runMonitorAtLogin").isOn);
 }

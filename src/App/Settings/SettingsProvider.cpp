@@ -58,6 +58,8 @@ CollectionViewCellModel SettingsProvider::runAtLoginRow()
                               [weak](bool on) {
                                   if (auto self = weak.lock()) {
                                       quendal::write(*self->sources_.preferences, quendal::PreferenceKeys::runMonitorAtLogin, on);
+                                      if (self->sources_.setRunMonitorAtLogin)
+                                          self->sources_.setRunMonitorAtLogin(on);
                                       self->reload();
                                   }
                               }};

@@ -40,6 +40,9 @@ public:
         std::function<quendal::Theme()> theme;
         // Stores and applies a theme (the theme manager of the toolkit).
         std::function<void(quendal::Theme)> setTheme;
+        // Hands the login choice to the Monitor's controller, which writes or removes the
+        // login entry, exports the configuration and starts the Monitor.
+        std::function<void(bool)> setRunMonitorAtLogin;
     };
 
     explicit SettingsProvider(Sources sources);
