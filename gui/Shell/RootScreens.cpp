@@ -2,6 +2,7 @@
 
 #include "Benchmark/DiskBenchmarkScreen.h"
 #include "Dashboard/DashboardCards.h"
+#include "Optimizer/OptimizerScreen.h"
 #include "Settings/SettingsScreen.h"
 
 namespace tarnel::gui {
@@ -15,6 +16,8 @@ QWidget* rootScreen(AppRoute route)
         return makeDashboardScreen(DashboardProvider::make());
     case AppRoute::storage:
         return makeDiskBenchmarkScreen();
+    case AppRoute::optimizer:
+        return makeOptimizerScreen();
     default:
         return nullptr;
     }
