@@ -19,6 +19,8 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 using namespace tarnel;
 using namespace tarnel::platform;
 using tarnel::testing::readFile;
@@ -41,6 +43,18 @@ bool until(Predicate done)
 std::string unit(const std::string& exec, const std::string& install)
 {
     return "[Service]\nExecStart=" + exec + "\n[Install]\n" + install + "\n";
+}
+
+// The unit files of a folder (not its .wants links) with their contents or link targets.
+std::map<std::string, std::string> filesOf(const fs::path& folder)
+{
+    std::map<std::string, std::string> files;
+    for (const auto& e : fs::directory_iterator(folder))
+        if (e.is_symlink())
+            files[e.path().filename().string()] = "-> " + fs::read_symlink(e.path()).string();
+        else if (e.is_regular_file())
+            files[e.path().filename().string()] = readFile(e.path());
+    return files;
 }
 
 struct FixtureMachine {
@@ -143,6 +157,7 @@ TEST(OptimizerScreen, ASwitchChangesWhatSystemctlSaysAndAFailedOneGoesBack)
     screen.show();
     const auto spooler = machine.units.system.string() + "/printer-spooler.service";
     ASSERT_TRUE(until([&] { return screen.control(spooler) != nullptr; }));
+    const auto unitFiles = filesOf(machine.units.system);
 
     screen.control(spooler)->click();
     ASSERT_TRUE(until([&] { return screen.notice()->text() == "printer-spooler updated"; }));
@@ -157,6 +172,13 @@ TEST(OptimizerScreen, ASwitchChangesWhatSystemctlSaysAndAFailedOneGoesBack)
     EXPECT_TRUE(screen.control(spooler)->isChecked());
     EXPECT_TRUE(screen.control(spooler)->isEnabled());
     EXPECT_TRUE(screen.undoButton()->isHidden());
+
+    // Switching writes and removes only links in .wants folders: every unit file is still there, unchanged.
+    machine.daemonRefuses = false;
+    screen.control(machine.units.system.string() + "/backup-agent.service")->click();
+    ASSERT_TRUE(until([&] { return screen.notice()->text() == "backup-agent updated"; })) << screen.notice()->text().toStdString();
+    EXPECT_TRUE(until([&] { return !screen.control(machine.units.system.string() + "/backup-agent.service")->isChecked(); }));
+    EXPECT_EQ(filesOf(machine.units.system), unitFiles);
 }
 
 TEST(OptimizerScreen, RemovingAnEntryShowsItsNoticeAndUndoBringsItBack)
