@@ -125,7 +125,7 @@ void Daemon::connectionsChanged()
     if (idleTimer_.isRunning())
         return;
     idleTimer_ = quendal::spawn(executor_, [](Daemon* self, double seconds) -> asio::awaitable<void> {
-        co_await quendal::Runtime::shared().clock().sleep(seconds);
+        co_await quendal::Runtime::shared().clock().sleep(quendal::Clock::fromSeconds(seconds));
         if (self->log_)
             self->log_(fmt::format("no client for {} seconds: leaving", seconds));
         if (self->onIdle_)

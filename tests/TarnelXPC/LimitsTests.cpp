@@ -155,7 +155,7 @@ TEST(LimitsParts, BudgetsRefuseWhatPassesTheLimitAndTheLogSaysHowManyLinesItLeft
         log("refusals", "refused " + std::to_string(i));
     log("other", "another kind is counted apart");
     EXPECT_EQ(lines, (std::vector<std::string>{"refused 0", "refused 1", "refused 2", "another kind is counted apart"}));
-    time.await(quendal::Runtime::shared().clock().sleep(10.0));
+    time.await(quendal::Runtime::shared().clock().sleep(std::chrono::seconds(10)));
     log("refusals", "refused again");
     ASSERT_EQ(lines.size(), 6u);
     EXPECT_EQ(lines[4], "47 similar lines about refusals left out");
@@ -223,10 +223,10 @@ TEST_F(Limits, UnfinishedFramesAreBoundInBytesAndInTime)
         time.poll();
     };
     sendBytes(std::string_view(frame).substr(0, 6));
-    time.await(quendal::Runtime::shared().clock().sleep(20.0));
+    time.await(quendal::Runtime::shared().clock().sleep(std::chrono::seconds(20)));
     sendBytes(std::string_view(frame).substr(6));
     sendBytes(std::string_view(frame).substr(0, 6));
-    time.await(quendal::Runtime::shared().clock().sleep(20.0));
+    time.await(quendal::Runtime::shared().clock().sleep(std::chrono::seconds(20)));
     EXPECT_FALSE(patient.isClosedByServer()) << "40 s on the connection, 20 s on each frame";
     sendBytes(std::string_view(frame).substr(6));
     time.runFor(120);

@@ -194,7 +194,7 @@ void DiskBenchmark::run(std::optional<HardwareDiskCatalogItem> disk, const fs::p
             updateQueue_ = std::make_unique<quendal::SerialQueue>("org.quendal.TarnelKit.diskBenchmarkUpdate");
             configuration_.updateExecutor = updateQueue_->executor();
         }
-        timer_ = std::make_unique<quendal::RepeatingTimer>(*configuration_.updateExecutor, configuration_.tickInterval, 0,
+        timer_ = std::make_unique<quendal::RepeatingTimer>(*configuration_.updateExecutor, configuration_.tickInterval,
                                                            configuration_.clock);
         timer_->setEventHandler([weak = weak_from_this()] {
             if (auto self = weak.lock())

@@ -39,7 +39,7 @@ public:
         std::uint64_t chunkSize = 10'000'000;
         std::size_t chunksPerCycle = 5;
         double measuredSeconds = 30.0;
-        double tickInterval = 0.1;
+        std::chrono::milliseconds tickInterval{100};
         // Runs one block and says how long it took; the monotonic clock around it by default.
         TimeBlock timeBlock;
         // A fresh 32-bit random number; getrandom by default.

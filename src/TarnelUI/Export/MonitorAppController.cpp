@@ -5,6 +5,7 @@
 #include "QuendalFoundation/Runtime/Runtime.h"
 #include "TarnelUI/Panel/MonitorSettingsPreference.h"
 
+#include <chrono>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
@@ -18,7 +19,7 @@ using namespace std::chrono_literals;
 using SystemTime = std::chrono::system_clock::time_point;
 
 constexpr auto modificationTolerance = 1s;
-constexpr double terminationGrace = 0.5;
+constexpr auto terminationGrace = std::chrono::milliseconds(500);
 
 const char* const label = quendal::AppLogger::monitor;
 

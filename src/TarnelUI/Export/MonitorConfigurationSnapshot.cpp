@@ -1,5 +1,6 @@
 #include "TarnelUI/Export/MonitorConfigurationSnapshot.h"
 
+#include "TarnelFoundation/Codec/Codec.h"
 #include "TarnelFoundation/Statistics/WidgetStatisticCatalog.h"
 #include "TarnelUI/Panel/MonitorSettings.h"
 
