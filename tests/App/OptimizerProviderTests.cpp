@@ -104,6 +104,8 @@ private:
 TEST(OptimizerProvider, BuildsBothSectionsInTheirOrders)
 {
     OptimizerFixture f;
+    EXPECT_EQ(f.provider->title, "Optimize");
+    EXPECT_EQ(f.provider->identifier, "optimizer");
     EXPECT_TRUE(f.provider->sections().empty());
     f.provider->reloadItems();
     f.time.poll();

@@ -1,5 +1,6 @@
 #include "App/Optimizer/OptimizerProvider.h"
 
+#include "App/Localization/Localizable.h"
 #include "Platform/Applications/DesktopEntryIndex.h"
 #include "TarnelKit/Daemon/DaemonClient.h"
 
@@ -81,7 +82,7 @@ std::shared_ptr<OptimizerProvider> OptimizerProvider::make()
 
 OptimizerProvider::OptimizerProvider(Sources sources) : sources_(std::move(sources))
 {
-    title = "Optimize";
+    title = localized("optimizer_title");
     identifier = "optimizer";
     navigationBarStyle = NavigationBarStyle::collapsingHeader;
 }
