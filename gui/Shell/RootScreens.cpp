@@ -5,6 +5,7 @@
 #include "Cooling/CoolingCards.h"
 #include "Dashboard/DashboardCards.h"
 #include "Power/PowerCards.h"
+#include "Optimizer/OptimizerScreen.h"
 #include "Settings/SettingsScreen.h"
 
 namespace tarnel::gui {
@@ -24,6 +25,8 @@ QWidget* rootScreen(AppRoute route)
         return makeCoolingScreen(CoolingEntitiesProvider::make());
     case AppRoute::battery:
         return makePowerScreen(PowerEntitiesProvider::make());
+    case AppRoute::optimizer:
+        return makeOptimizerScreen();
     default:
         return nullptr;
     }
