@@ -4,8 +4,8 @@
 #include "Clean/CleanScreen.h"
 #include "Cooling/CoolingCards.h"
 #include "Dashboard/DashboardCards.h"
-#include "Power/PowerCards.h"
 #include "Optimizer/OptimizerScreen.h"
+#include "Power/PowerCards.h"
 #include "Settings/SettingsScreen.h"
 
 namespace tarnel::gui {
