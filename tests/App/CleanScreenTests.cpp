@@ -8,6 +8,7 @@
 #include "Theme/ThemeManager.h"
 
 #include "Screenshots.h"
+#include "WidgetTestSupport.h"
 #include "TestSupport.h"
 
 #include <QApplication>
@@ -126,14 +127,9 @@ int rowOf(QListWidget& list, const std::string& prefix)
 
 int main(int argc, char** argv)
 {
-    QApplication app(argc, argv);
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-    tarnel::gui::QtMainContext context;
-    quendal::Runtime::shared().setMainExecutor(tarnel::gui::QtExecutor(context));
-    ::testing::InitGoogleTest(&argc, argv);
-    const int result = RUN_ALL_TESTS();
-    quendal::Runtime::shared().resetMainExecutor();
-    return result;
+    tarnel::testing::WidgetTestOptions options;
+    options.scrollBarStyle = false;
+    return tarnel::testing::runWidgetTests(argc, argv, options);
 }
 
 TEST(CleanScreen, TicksInTheTreeAndListDriveTheSummaryAndTheDeletion)

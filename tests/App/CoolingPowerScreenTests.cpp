@@ -11,6 +11,7 @@
 
 #include "ChildProcess.h"
 #include "Screenshots.h"
+#include "WidgetTestSupport.h"
 #include "TestSupport.h"
 
 #include "QuendalFoundation/Runtime/Runtime.h"
@@ -156,15 +157,10 @@ struct Screens {
 
 int main(int argc, char** argv)
 {
-    QApplication app(argc, argv);
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
-    tarnel::gui::QtMainContext context;
-    quendal::Runtime::shared().setMainExecutor(tarnel::gui::QtExecutor(context));
-    ::testing::InitGoogleTest(&argc, argv);
-    const int result = RUN_ALL_TESTS();
-    StatsClient::setShared(nullptr);
-    quendal::Runtime::shared().resetMainExecutor();
-    return result;
+    tarnel::testing::WidgetTestOptions options;
+    options.scrollBarStyle = false;
+    options.afterTests = [] { StatsClient::setShared(nullptr); };
+    return tarnel::testing::runWidgetTests(argc, argv, options);
 }
 
 TEST(CoolingPowerScreens, TheRecordedLaptop)

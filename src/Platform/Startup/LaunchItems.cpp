@@ -1,5 +1,7 @@
 #include "Platform/Startup/LaunchItems.h"
 
+#include "Platform/Statistics/SystemRoot.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -21,16 +23,6 @@ std::string trim(const std::string& text)
         return {};
     const auto last = text.find_last_not_of(" \t\r\n");
     return text.substr(first, last - first + 1);
-}
-
-std::optional<std::string> readText(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        return std::nullopt;
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 std::string suffixOf(const std::string& unit)
@@ -203,7 +195,7 @@ std::optional<fs::path> LaunchItemReader::programFor(const fs::path& folder, con
     for (const auto& candidate : candidates) {
         if (candidate == unit)
             continue;
-        const auto text = readText(resolved(folder / candidate));
+        const auto text = SystemRoot::readText(resolved(folder / candidate));
         if (!text)
             continue;
         if (const auto exec = UnitFile::parse(*text).value("Service", "ExecStart"))
@@ -233,7 +225,7 @@ std::optional<LaunchItem> LaunchItemReader::item(const fs::path& unitFile) const
     const auto target = resolved(unitFile);
     if (!fs::is_regular_file(target, ec) && target != "/dev/null")
         return std::nullopt;
-    const auto text = target == "/dev/null" ? std::optional<std::string>(std::string()) : readText(target);
+    const auto text = target == "/dev/null" ? std::optional<std::string>(std::string()) : SystemRoot::readText(target);
     if (!text)
         return std::nullopt;
     const auto file = UnitFile::parse(*text);

@@ -1,5 +1,6 @@
 #include "Platform/Startup/LoginItems.h"
 
+#include "Platform/Statistics/SystemRoot.h"
 #include "Platform/Startup/LaunchItems.h"
 
 #include <algorithm>
@@ -39,16 +40,6 @@ std::vector<std::string> split(const std::string& text, char separator)
         if (!trim(part).empty())
             parts.push_back(trim(part));
     return parts;
-}
-
-std::optional<std::string> readText(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        return std::nullopt;
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 std::vector<fs::path> entriesIn(const fs::path& folder)
@@ -178,11 +169,11 @@ std::vector<LoginItem> LoginItemStore::read() const
         const auto user = userEntries.find(id);
         std::optional<AutostartEntry> systemEntry;
         if (system != systemEntries.end())
-            if (auto text = readText(system->second))
+            if (auto text = SystemRoot::readText(system->second))
                 systemEntry = AutostartEntry::parse(*text);
         std::optional<AutostartEntry> userEntry;
         if (user != userEntries.end())
-            if (auto text = readText(user->second))
+            if (auto text = SystemRoot::readText(user->second))
                 userEntry = AutostartEntry::parse(*text);
         if (systemEntry) {
             // A system entry that the system itself hides or keeps from this desktop never opens.
@@ -211,7 +202,7 @@ RemovedLoginItem LoginItemStore::remove(const LoginItem& item) const
     const auto path = userFile(item.identifier);
     if (item.url != path)
         throw LoginItemError(item.name + " is not in the user's autostart folder");
-    const auto contents = readText(path);
+    const auto contents = SystemRoot::readText(path);
     if (!contents)
         throw LoginItemError(item.name + " is no longer there");
     if (::unlink(path.c_str()) != 0)
@@ -231,11 +222,11 @@ void LoginItemStore::setSystemItemEnabled(const LoginItem& item, bool enabled) c
 {
     if (item.source != LoginItemSource::system)
         throw LoginItemError(item.name + " is the user's own entry");
-    const auto systemText = readText(item.systemUrl);
+    const auto systemText = SystemRoot::readText(item.systemUrl);
     if (!systemText)
         throw LoginItemError("The system's entry of " + item.name + " is no longer there");
     const auto path = userFile(item.identifier);
-    const auto userText = readText(path);
+    const auto userText = SystemRoot::readText(path);
     if (!enabled) {
         writeUserFile(path, withDesktopEntryKey(userText.value_or(*systemText), "Hidden", "true"), true);
         return;
