@@ -248,11 +248,11 @@ TEST(PanelMaterials, ThemeModeAndTheDesktopChooseTheMaterial)
 {
     using Theme = PanelAppearance::Theme;
     using Mode = PanelAppearance::Mode;
-    EXPECT_EQ(panelMaterial({Theme::macOS, Mode::system}, {.dark = true}), PanelMaterial::macOSDark);
-    EXPECT_EQ(panelMaterial({Theme::macOS, Mode::light}, {.dark = true}), PanelMaterial::macOSLight);
+    EXPECT_EQ(panelMaterial({Theme::standard, Mode::system}, {.dark = true}), PanelMaterial::standardDark);
+    EXPECT_EQ(panelMaterial({Theme::standard, Mode::light}, {.dark = true}), PanelMaterial::standardLight);
     EXPECT_EQ(panelMaterial({Theme::minimal, Mode::dark}, {}), PanelMaterial::minimalDark);
     EXPECT_EQ(panelMaterial({Theme::minimal, Mode::light}, {.reducedTransparency = true}),
               PanelMaterial::minimalLightReducedTransparency);
-    EXPECT_EQ(panelMaterial({Theme::macOS, Mode::dark}, {.increasedContrast = true, .reducedTransparency = true}),
-              PanelMaterial::macOSDarkIncreasedContrast);
+    EXPECT_EQ(panelMaterial({Theme::standard, Mode::dark}, {.increasedContrast = true, .reducedTransparency = true}),
+              PanelMaterial::standardDarkIncreasedContrast);
 }

@@ -9,12 +9,12 @@
 namespace tarnel::ui {
 
 struct PanelAppearance {
-    enum class Theme : std::uint8_t { macOS, minimal };
+    enum class Theme : std::uint8_t { standard, minimal };
     enum class Mode : std::uint8_t { light, dark, system };
-    static constexpr std::array<std::string_view, 2> themeNames{"macOS", "minimal"};
+    static constexpr std::array<std::string_view, 2> themeNames{"standard", "minimal"};
     static constexpr std::array<std::string_view, 3> modeNames{"light", "dark", "system"};
 
-    Theme theme = Theme::macOS;
+    Theme theme = Theme::standard;
     Mode mode = Mode::system;
 
     Json encode() const;
@@ -24,12 +24,12 @@ struct PanelAppearance {
 
 // The material a panel is drawn with; chosen at drawing time, never stored.
 enum class PanelMaterial : std::uint8_t {
-    macOSLight,
-    macOSLightIncreasedContrast,
-    macOSLightReducedTransparency,
-    macOSDark,
-    macOSDarkIncreasedContrast,
-    macOSDarkReducedTransparency,
+    standardLight,
+    standardLightIncreasedContrast,
+    standardLightReducedTransparency,
+    standardDark,
+    standardDarkIncreasedContrast,
+    standardDarkReducedTransparency,
     minimalLight,
     minimalLightIncreasedContrast,
     minimalLightReducedTransparency,
