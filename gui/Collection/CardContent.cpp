@@ -141,6 +141,15 @@ void CardContent::place(QWidget* widget, int stretch, Qt::Alignment alignment)
         static_cast<QBoxLayout*>(layouts_.back())->addWidget(widget, stretch, alignment);
 }
 
+void CardContent::notice(const QString& noticeText)
+{
+    TextStyle style{Role::note};
+    style.alignment = Qt::AlignCenter;
+    style.wrap = true;
+    style.minimumHeight = 120;
+    text(noticeText, style);
+}
+
 void CardContent::text(const QString& text, TextStyle style)
 {
     if (binding_) {

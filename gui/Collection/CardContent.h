@@ -52,6 +52,8 @@ public:
     void columnStretch(int column, int factor);
 
     void text(const QString& text, TextStyle style = {});
+    // A screen's empty-state note: centred, wrapped, tall enough to stand alone.
+    void notice(const QString& text);
     void icon(const QIcon& icon, int size, Qt::Alignment alignment = {});
     void dot(const QColor& color);
     void bar(std::vector<PartsBar::Part> parts);

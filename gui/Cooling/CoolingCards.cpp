@@ -79,11 +79,7 @@ QWidget* fanCard(const CollectionViewCellModel& item)
 
 void draw(CardContent& c, const CoolingNoticeModel& m)
 {
-    TextStyle style{Role::note};
-    style.alignment = Qt::AlignCenter;
-    style.wrap = true;
-    style.minimumHeight = 120;
-    c.text(qs(m.text), style);
+    c.notice(qs(m.text));
 }
 
 } // namespace

@@ -76,11 +76,7 @@ void draw(CardContent& c, const FactTableModel& m)
 
 void draw(CardContent& c, const PowerNoticeModel& m)
 {
-    TextStyle style{Role::note};
-    style.alignment = Qt::AlignCenter;
-    style.wrap = true;
-    style.minimumHeight = 120;
-    c.text(qs(m.text), style);
+    c.notice(qs(m.text));
 }
 
 } // namespace
