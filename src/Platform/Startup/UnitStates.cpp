@@ -85,7 +85,7 @@ ProgramResult runProgram(const std::vector<std::string>& command)
         argv.push_back(a.data());
     argv.push_back(nullptr);
     pid_t pid = -1;
-    const int spawned = ::posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    const int spawned = ::posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     writeEnd.reset();
     if (spawned != 0)
@@ -94,7 +94,7 @@ ProgramResult runProgram(const std::vector<std::string>& command)
     for (;;) {
         const auto n = ::read(readEnd.fd, buffer, sizeof buffer);
         if (n > 0) {
-            if (result.output.size() < 256 * 1024)
+            if (result.output.size() < 1024 * 1024)
                 result.output.append(buffer, static_cast<std::size_t>(n));
         } else if (n == 0 || errno != EINTR) {
             break;

@@ -33,7 +33,7 @@ public:
 };
 
 // Runs a program to completion without a shell: exit status (-1 when it could not start) and
-// standard output and standard error together.
+// standard output and standard error together (the first MiB of it). PATH is searched for a bare name.
 struct ProgramResult {
     int exitStatus = -1;
     std::string output;
